@@ -1,0 +1,63 @@
+#include "app/Paths.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <pwd.h>
+#include <unistd.h>
+
+namespace tavik {
+
+namespace {
+
+std::string environment(const char* name) {
+    const char* value = std::getenv(name);
+    return value ? value : "";
+}
+
+std::string homeFromUserDatabase() {
+    char buffer[4096];
+    passwd entry{};
+    passwd* found = nullptr;
+    if (getpwuid_r(getuid(), &entry, buffer, sizeof buffer, &found) == 0 && found)
+        return found->pw_dir;
+    return "/";
+}
+
+} // namespace
+
+std::string tavikHome() {
+    std::string home = environment("HOME");
+    if (home.empty())
+        home = homeFromUserDatabase();
+    while (home.size() > 1 && home.back() == '/')
+        home.pop_back();
+    return home;
+}
+
+std::string pathInHome(std::string_view relative) {
+    return (std::filesystem::path(tavikHome()) / relative).string();
+}
+
+std::string logPath() { return pathInHome("Library/Logs/Tavik/tavik.log"); }
+
+std::string signalLogPath() { return pathInHome("Library/Logs/Tavik/signal.log"); }
+
+std::string auditPath() { return pathInHome("Library/Application Support/Tavik/audit.jsonl"); }
+
+std::string preferencesPath() { return pathInHome("Library/Preferences/ai.tavik.json"); }
+
+std::string legacyKeyPath(std::string_view provider) {
+    return pathInHome(".vessa/" + std::string(provider) + "_api_key");
+}
+
+std::string resourcePath(std::string_view name) {
+    std::filesystem::path folder = environment("TAVIK_RESOURCES");
+    if (folder.empty()) {
+        std::error_code ignored;
+        const auto executable = std::filesystem::read_symlink("/proc/self/exe", ignored);
+        folder = executable.parent_path().parent_path() / "share" / "tavik";
+    }
+    return (folder / name).string();
+}
+
+} // namespace tavik

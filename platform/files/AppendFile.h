@@ -1,0 +1,36 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace tavik {
+
+// A file that only grows at its end and that only its owner may read (mode 0600). The folder and the
+// file are created when missing, at the first use; wider rights of an older file are narrowed. Not
+// synchronised: its owner uses it from one queue.
+class AppendFile {
+public:
+    explicit AppendFile(std::string path);
+    ~AppendFile();
+    AppendFile(const AppendFile&) = delete;
+    AppendFile& operator=(const AppendFile&) = delete;
+
+    const std::string& path() const { return filePath; }
+
+    // Writes all of `bytes` in one piece where the system can. Errors are ignored: a record must
+    // never stop the work that it records.
+    void append(std::string_view bytes);
+
+    // Empties the file, which keeps its name and mode. Throws std::system_error when that failed or
+    // the file could never be opened.
+    void truncate();
+
+private:
+    bool open();
+
+    const std::string filePath;
+    int descriptor = -1;
+    bool triedToOpen = false;
+};
+
+} // namespace tavik

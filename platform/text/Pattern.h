@@ -1,0 +1,36 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace re2 {
+class RE2;
+}
+
+namespace tavik {
+
+// A regular expression in RE2's syntax (https://github.com/google/re2/wiki/Syntax), matched in time
+// linear in the text whatever the text is. Texts that are not UTF-8 are matched with the faulty bytes
+// replaced. Immutable and safe from any thread.
+class Pattern {
+public:
+    enum class Case { sensitive, insensitive };
+
+    // Nothing when the expression does not compile.
+    static std::optional<Pattern> compile(std::string_view expression, Case letterCase);
+
+    bool matches(std::string_view text) const;
+    // The text of the first match.
+    std::optional<std::string> firstMatch(std::string_view text) const;
+    // `text` with every match replaced by `replacement`, taken literally.
+    std::string replaceAll(std::string_view text, std::string_view replacement) const;
+
+private:
+    explicit Pattern(std::shared_ptr<const re2::RE2> compiled);
+
+    std::shared_ptr<const re2::RE2> expression;
+};
+
+} // namespace tavik
