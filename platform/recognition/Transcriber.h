@@ -21,13 +21,13 @@ class Utterance {
 public:
     virtual ~Utterance() = default;
 
-    // Mono samples in [-1, 1] at the transcriber's rate. Copies them and returns at once; meant for the
-    // audio thread.
+    // Mono samples in [-1, 1] at the transcriber's rate. Copies them and returns at once; meant for
+    // the audio thread.
     virtual void feed(std::span<const float> samples) = 0;
 
-    // Ends the input and blocks for the text, in lower case and without punctuation; empty when nothing
-    // was understood. Call it once. Throws TranscriberError, or Cancelled within 50 ms of a stop
-    // request.
+    // Ends the input and blocks for the text, in lower case and without punctuation; empty when
+    // nothing was understood. Call it once. Throws TranscriberError, or Cancelled within 50 ms of a
+    // stop request.
     virtual std::string finish(std::stop_token stop) = 0;
 };
 
