@@ -1,0 +1,58 @@
+#include "agent/AgentSession.h"
+
+#include "agent/Audit.h"
+#include "agent/CommandRun.h"
+#include "platform/text/Text.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+
+namespace tavik {
+
+namespace {
+
+constexpr std::size_t maximumOpenApplications = 12;
+
+std::string contextLine(const DesktopContext& context) {
+    auto applications = context.openApplications;
+    applications.resize(std::min(applications.size(), maximumOpenApplications));
+    const std::string& frontmost = context.frontmostApplication;
+    return fmt::format("[Frontmost app: {}. Open apps: {}.]\n",
+                       frontmost.empty() ? "unknown" : frontmost, joined(applications, ", "));
+}
+
+} // namespace
+
+AgentSession::AgentSession(std::shared_ptr<Brain> model, std::string identifier,
+                           AgentSurroundings around)
+    : brain(std::move(model))
+    , identity(std::move(identifier))
+    , surroundings(std::move(around)) {}
+
+AgentResult AgentSession::handle(const std::string& command,
+                                 const std::function<bool()>& isCancelled, std::stop_token stop) {
+    const DesktopToolbox& tools = readyToolbox(stop);
+    beginTurn(command);
+    CommandRun run(*brain, tools, transcript, *surroundings.clock, {isCancelled, stop});
+    return run.run();
+}
+
+const DesktopToolbox& AgentSession::readyToolbox(std::stop_token stop) {
+    if (!toolbox)
+        toolbox = surroundings.buildToolbox(stop);
+    if (!toolbox)
+        throw BrainError("Tool setup failed.");
+    return *toolbox;
+}
+
+void AgentSession::beginTurn(const std::string& command) {
+    transcript.addUser(userText(command));
+    ++userTurn;
+    Audit::record("command", {{"chars", characterCount(command)}, {"brain", brain->label()}});
+}
+
+std::string AgentSession::userText(const std::string& command) const {
+    return contextLine(surroundings.readContext()) + command;
+}
+
+} // namespace tavik
