@@ -13,22 +13,21 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-// A neural network that takes a window of audio of a fixed length and gives class probabilities. Runs
-// on the caller's thread, one core. For one thread at a time.
+// A neural network that takes a window of audio of a fixed length and gives class probabilities.
+// Runs on the caller's thread, one core. For one thread at a time.
 class AudioClassifier {
 public:
     virtual ~AudioClassifier() = default;
 
-    // The probability of each class, valid until the next call. `window` must hold exactly the number
-    // of samples given at loading. Throws ModelError.
+    // The probability of each class, valid until the next call. `window` must hold exactly the
+    // number of samples given at loading. Throws ModelError.
     virtual std::span<const float> classify(std::span<const float> window) = 0;
 };
 
 // Loads the ONNX file at `path`, whose one input "audio" has the shape [1, windowSamples] and whose
-// first output has `classCount` elements, and tries it once. Throws ModelError when the file is missing,
-// truncated, no such model, or gives numbers that are not finite on silence.
-std::unique_ptr<AudioClassifier> loadAudioClassifier(const std::string& path,
-                                                     std::size_t windowSamples,
-                                                     std::size_t classCount);
+// first output has `classCount` elements, and tries it once. Throws ModelError when the file is
+// missing, truncated, no such model, or gives numbers that are not finite on silence.
+std::unique_ptr<AudioClassifier>
+loadAudioClassifier(const std::string& path, std::size_t windowSamples, std::size_t classCount);
 
 } // namespace tavik

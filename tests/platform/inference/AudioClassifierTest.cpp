@@ -1,0 +1,90 @@
+#include "platform/inference/AudioClassifier.h"
+
+#include "app/Paths.h"
+#include "tests/support/TemporaryFolder.h"
+
+#include <cmath>
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <random>
+
+namespace tavik {
+namespace {
+
+using testing::HasSubstr;
+
+std::string model(const std::string& name) {
+    return TAVIK_TEST_MODELS "/" + name + ".onnx";
+}
+
+// What loading says, or nothing when it succeeds.
+std::string complaint(const std::string& path, std::size_t samples = 8, std::size_t classes = 2) {
+    try {
+        loadAudioClassifier(path, samples, classes);
+        return "";
+    } catch (const ModelError& error) {
+        return error.what();
+    }
+}
+
+std::string randomBytes(std::size_t count, unsigned seed) {
+    std::mt19937 random(seed);
+    std::string bytes(count, '\0');
+    for (char& byte : bytes)
+        byte = static_cast<char>(random());
+    return bytes;
+}
+
+TEST(AudioClassifier, GivesTheProbabilitiesOfEachWindow) {
+    const auto classifier = loadAudioClassifier(model("sum"), 8, 2);
+    for (const float sample : {0.0F, 0.1F, -0.25F, 0.1F}) {
+        const auto probabilities = classifier->classify(std::vector<float>(8, sample));
+        ASSERT_EQ(probabilities.size(), 2U);
+        const double expected = 1 / (1 + std::exp(-2 * 8.0 * sample));
+        EXPECT_NEAR(probabilities[1], expected, 1e-5) << "for samples of " << sample;
+        EXPECT_NEAR(probabilities[0], 1 - expected, 1e-5);
+    }
+}
+
+TEST(AudioClassifier, RefusesFilesThatDoNotFit) {
+    for (const char* name :
+         {"sixteen-samples", "average-of-sixteen", "three-classes", "other-input-name",
+          "not-finite", "no-nodes", "unknown-operation", "absent"})
+        EXPECT_THAT(complaint(model(name)), HasSubstr(model(name)));
+    EXPECT_THAT(complaint(model("sum"), 16, 2), HasSubstr("16 samples"));
+    EXPECT_THAT(complaint(model("sum"), 8, 3), HasSubstr("2 numbers instead of 3"));
+    EXPECT_EQ(complaint(model("sum")), "");
+}
+
+TEST(AudioClassifier, RefusesDamagedFiles) {
+    const TemporaryFolder folder;
+    const std::string path = folder.file("damaged.onnx");
+    const std::string whole = readFile(model("sum"));
+    for (std::size_t size = 0; size < whole.size(); ++size) {
+        writeFile(path, whole.substr(0, size));
+        // Cut between two of its last fields, a protobuf may still be whole enough.
+        if (const std::string said = complaint(path); !said.empty())
+            EXPECT_THAT(said, HasSubstr(path));
+        else
+            EXPECT_GT(size, whole.size() - 10) << "a file cut to " << size << " bytes was taken";
+    }
+    for (const unsigned seed : {1U, 2U, 3U, 4U}) {
+        writeFile(path, randomBytes(4096, seed));
+        EXPECT_THAT(complaint(path), HasSubstr(path));
+    }
+    writeFile(path, std::string((16U << 20) + 1, '\0'));
+    EXPECT_THAT(complaint(path), HasSubstr("missing or cannot"));
+    EXPECT_THAT(complaint(folder.path()), HasSubstr("missing or cannot"));
+}
+
+TEST(AudioClassifier, ReportsAWindowThatCannotBeClassified) {
+    const auto classifier = loadAudioClassifier(model("square-root"), 8, 2);
+    EXPECT_THROW(classifier->classify(std::vector<float>(7)), ModelError);
+    EXPECT_THROW(classifier->classify({}), ModelError);
+    EXPECT_THROW(classifier->classify(std::vector<float>(8, -1.0F)), ModelError);
+    EXPECT_FLOAT_EQ(classifier->classify(std::vector<float>(8, 1.0F))[0], 3) << "works afterwards";
+}
+
+} // namespace
+} // namespace tavik
