@@ -44,6 +44,10 @@ std::string signalLogPath() { return pathInHome("Library/Logs/Tavik/signal.log")
 
 std::string auditPath() { return pathInHome("Library/Application Support/Tavik/audit.jsonl"); }
 
+std::string instanceLockPath() {
+    return pathInHome("Library/Application Support/Tavik/instance.lock");
+}
+
 std::string preferencesPath() { return pathInHome("Library/Preferences/ai.tavik.json"); }
 
 std::string legacyKeyPath(std::string_view provider) {

@@ -1,0 +1,82 @@
+#include "app/AgentSelfTest.h"
+#include "app/CommandLine.h"
+#include "app/HeadlessApp.h"
+#include "app/Log.h"
+#include "app/QuitSignals.h"
+#include "app/SingleInstanceGuard.h"
+#include "platform/concurrency/MainQueue.h"
+
+#include <cstdio>
+#include <stop_token>
+
+namespace tavik {
+
+namespace {
+
+constexpr int usageError = 2;
+
+int sayNotBuilt(const char* option) {
+    std::fprintf(stderr, "tavik: %s is not part of this version yet.\n", option);
+    return usageError;
+}
+
+int runAgentTask(const std::string& task) {
+    std::stop_source quit;
+    const QuitSignals signals([&] { quit.request_stop(); });
+    runAgentSelfTest(task, quit.get_token());
+    return 0;
+}
+
+int listen(const CommandLine& commandLine) {
+    const QuitSignals signals([] { MainQueue::shared().quit(); });
+    std::optional<SingleInstanceGuard> guard;
+    if (!commandLine.isHeadless) {
+        guard = SingleInstanceGuard::acquire();
+        if (!guard) {
+            log("[single-instance] rejected duplicate launch");
+            return 0;
+        }
+    }
+    runHeadless();
+    return 0;
+}
+
+int run(const CommandLine& commandLine) {
+    switch (commandLine.mode) {
+    case CommandLine::Mode::shim:
+        return sayNotBuilt("--mcp");
+    case CommandLine::Mode::help:
+        std::fputs(usage().data(), stdout);
+        return 0;
+    case CommandLine::Mode::version:
+        std::puts("tavik " TAVIK_VERSION);
+        return 0;
+    case CommandLine::Mode::selftestAgent:
+        return runAgentTask(commandLine.task);
+    case CommandLine::Mode::selftestMemory:
+        return sayNotBuilt("--selftest-memory");
+    case CommandLine::Mode::selftestMcp:
+        return sayNotBuilt("--selftest-mcp");
+    case CommandLine::Mode::selftestSurvive:
+        return sayNotBuilt("--selftest-survive");
+    case CommandLine::Mode::listen:
+        return listen(commandLine);
+    }
+    return usageError;
+}
+
+} // namespace
+
+} // namespace tavik
+
+int main(int argc, char** argv) {
+    try {
+        return tavik::run(tavik::parseCommandLine({argv + 1, argv + argc}));
+    } catch (const tavik::CommandLineError& error) {
+        std::fprintf(stderr, "tavik: %s\n", error.what());
+        return tavik::usageError;
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "tavik: %s\n", error.what());
+        return 1;
+    }
+}

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "platform/recognition/Transcriber.h"
+#include "voice/TavikPhase.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace tavik {
+
+class AgentSession;
+class AudioClassifier;
+class AudioServer;
+class Brain;
+class Clock;
+class SpeechOutput;
+class UserDefaults;
+
+// What the voice loop works with. All of it outlives the loop; the functions may be called from any
+// thread.
+struct VoiceServices {
+    Clock& clock;
+    UserDefaults& defaults;
+    AudioServer& audio;
+    SpeechOutput& speech;
+    // Throws TranscriberError.
+    std::function<std::unique_ptr<Transcriber>(Vocabulary)> openTranscriber;
+    // Throws ModelError.
+    std::function<std::unique_ptr<AudioClassifier>()> loadWakeModel;
+    // None when no key is set.
+    std::function<std::shared_ptr<Brain>()> makeBrain;
+    std::function<std::unique_ptr<AgentSession>(std::shared_ptr<Brain>)> makeAgentSession;
+};
+
+// What the voice loop tells. Called from the loop's own threads, `onLevel` from the audio thread; they
+// must return at once and must not call back into the loop.
+struct VoiceCallbacks {
+    std::function<void(const TavikPhase&)> onPhase = [](const TavikPhase&) {};
+    // A passing notice; the flag tells whether it is a warning.
+    std::function<void(const std::string& text, bool isWarning)> onNotice = [](const std::string&,
+                                                                               bool) {};
+    // Level of each captured buffer, linear amplitude.
+    std::function<void(float)> onLevel = [](float) {};
+    // The user asked to stop listening altogether.
+    std::function<void()> onPauseListening = [] {};
+};
+
+} // namespace tavik

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "platform/concurrency/Clock.h"
+#include "platform/concurrency/Locked.h"
+#include "voice/SampleRing.h"
+#include "voice/VoiceTuning.h"
+
+#include <stop_token>
+
+namespace tavik {
+
+class Utterance;
+
+// What the audio thread, the voice loop and the user interface share.
+struct VoiceState {
+    enum class Mode {
+        wake,   // audio goes to the rings
+        command // audio goes to the transcriber
+    };
+
+    Mode mode = Mode::wake;
+    SampleRing ring{tuning::WAKE_WINDOW};
+    SampleRing sttRing{tuning::STT_VERIFY_WINDOW};
+    Utterance* commandCont = nullptr; // the capture in progress; owned by CommandCapture
+    Clock::Instant lastVoiceTime{};   // of the last buffer that counted as voice
+    bool heardSpeech = false;         // any voice yet in this command
+    double peakLevel = 0;             // the loudest buffer of this command
+
+    bool everReceivedTap = false; // the microphone delivered a buffer since it was opened
+    int micRetryCount = 0;        // rebuilds because it delivered none
+
+    bool hotkeyFired = false;
+    bool sessionCancelled = false;   // the orb was clicked
+    bool interruptRequested = false; // barge-in
+    bool sessionActive = false;
+    Clock::Instant wakeCooldownUntil{};
+    std::stop_source agentTask{std::nostopstate}; // ends the model's work in progress
+};
+
+using SharedVoiceState = Locked<VoiceState>;
+
+} // namespace tavik

@@ -1,0 +1,45 @@
+#include "voice/WakeVerification.h"
+
+#include "app/Log.h"
+#include "platform/recognition/Transcriber.h"
+#include "platform/text/Text.h"
+
+#include <algorithm>
+#include <set>
+#include <string>
+
+namespace tavik {
+
+namespace {
+
+std::string transcribe(Transcriber& transcriber, std::span<const float> window,
+                       std::stop_token stop) {
+    try {
+        const auto utterance = transcriber.begin();
+        utterance->feed(window);
+        return utterance->finish(std::move(stop));
+    } catch (const TranscriberError& error) {
+        log(std::string("[wake-verify] transcriber error: ") + error.what());
+        return "";
+    }
+}
+
+} // namespace
+
+bool confirmsWakePhrase(std::string_view transcript) {
+    static const std::set<std::string> accepted = {"vessa", "vessas", "vesa", "wessa"};
+    constexpr std::size_t maximumWords = 4;
+    const auto spoken = words(lowercased(transcript));
+    return spoken.size() <= maximumWords &&
+           std::any_of(spoken.begin(), spoken.end(),
+                       [](const std::string& word) { return accepted.contains(word); });
+}
+
+bool verifyWakePhrase(Transcriber& transcriber, std::span<const float> window,
+                      std::stop_token stop) {
+    const bool confirmed = confirmsWakePhrase(transcribe(transcriber, window, std::move(stop)));
+    log(confirmed ? "[wake-verify] confirmed" : "[wake-verify] rejected");
+    return confirmed;
+}
+
+} // namespace tavik
