@@ -1,0 +1,154 @@
+"""Speak all clips: synthesise.py WORK_DIR.  Writes {train,eval}_{phrase,speech}.npz (16 kHz int16, with times)."""
+import os
+import random
+import sys
+import time
+
+import numpy as np
+
+import texts
+import voices
+
+SEED = 20240611
+ACCENTS = ["en-us", "en-us", "en-us", "en", "en", "en-gb-x-rp", "en-gb-x-gbclan", "en-us-nyc"]  # "en" is British; the
+                                                                        # West Midlands voice drops its h
+HELD_ACCENTS = ["en-gb-scotland", "en-029"]
+VARIANTS = ["", "", "", "f1", "f3", "f3", "f5", "m1", "m2", "m3", "m5", "m6", "m8", "adam", "Alex", "Andy", "Annie", "antonio",
+            "aunty", "belinda", "benjamin", "boris", "caleb", "david", "Denis", "Diogo", "ed", "edward", "edward2",
+            "Gene", "Gene2", "Henrique", "Hugo", "iven", "iven2", "Jacky", "Lee", "marcelo", "Marco",
+            "max", "michel", "miguel", "mike", "Nguyen", "pablo", "paul", "pedro", "quincy", "rob", "robert",
+            "steph", "steph2", "steph3", "Storm", "travis", "zac", "anika", "norbert", "sandro", "shelby", "klatt",
+            "klatt2", "klatt4", "grandma", "grandpa", "whisper", "croak", "AnxiousAndy"]
+HELD_VARIANTS = ["f2", "f4", "m4", "m7", "Andrea", "linda", "Alicia", "victor", "Michael", "John", "Mario", "klatt3"]
+FOREIGN = ["de", "fr-fr", "it", "es", "nl", "pl", "sv", "da", "nb", "fi", "pt", "pt-br", "cs", "hu", "el", "ro", "tr", "hi"]
+HELD_FOREIGN = ["es-419", "et", "sk"]
+FOREIGN_PHRASES = ["[[h'eI v'Es@]]", "[[h'eI v'Esa]]", "[[heI v'Es@]]", "[[h'eI_:v'Es@]]", "[[h'e v'Es@]]"]
+ENGLISH_PHONES = ["[[h'eI v'EsV]]", "[[heI v'Es@]]", "[[h'eI_: v'Es@]]", "[[h'eI v'Esa#]]"]
+FLITE = ["slt", "rms", "awb"]            # held out: kal, kal16 (the same speaker as Festival's kal)
+FESTIVAL = {"train": ["cmu_us_slt_arctic_hts"], "eval": ["ked_diphone", "kal_diphone"]}
+
+
+def phrase_times(phones):
+    """Begin of "Hey", begin of the s and end of "Vessa" in seconds, or None where the phones do not say so."""
+    names = [p for p, _ in phones]
+    for k in range(3, len(names) - 1):
+        if names[k][0] != "s" or names[k - 2] != "v":
+            continue
+        for h in range(k - 3, max(-1, k - 8), -1):
+            if names[h] in ("h", "hh"):
+                end = phones[k + 2][1] if k + 2 < len(phones) else phones[k + 1][1] + 0.1
+                return phones[h][1], phones[k][1], end
+    return None
+
+
+class Clips:
+    def __init__(self):
+        self.audio, self.rows = [], []
+
+    def add(self, spoken, voice, family, text, phrase):
+        if spoken is None or len(spoken[0]) < 1600:
+            return
+        x, phones = spoken
+        times = (-1.0, -1.0, -1.0)
+        if phrase:
+            times = phrase_times(phones)
+            if times is None or times[2] - times[0] > 1.3:
+                return
+        peak = float(np.max(np.abs(x)))
+        if peak < 0.01:
+            return
+        self.audio.append((x * (0.7 / peak) * 32767).astype(np.int16))
+        self.rows.append((voice, family, text, *[int(t * voices.RATE) for t in times]))
+
+    def save(self, path):
+        lengths = np.array([len(a) for a in self.audio])
+        np.savez(path, audio=np.concatenate(self.audio), begin=np.concatenate([[0], np.cumsum(lengths)]),
+                 voice=np.array([r[0] for r in self.rows]), family=np.array([r[1] for r in self.rows]),
+                 text=np.array([r[2] for r in self.rows]), times=np.array([r[3:] for r in self.rows]))
+        per = {f: sum(r[1] == f for r in self.rows) for f in sorted({r[1] for r in self.rows})}
+        print(f"{path}: {len(self.rows)} clips, {lengths.sum() / voices.RATE / 60:.0f} min, {per}", flush=True)
+
+
+def phrase_text(rng):
+    text = rng.choice(texts.PHRASE_FORMS)
+    if rng.random() < 0.5:
+        text = text.rstrip("!?.") + rng.choice([", ", " ", "! ", ". "]) + rng.choice(texts.FOLLOW_ONS)
+    if rng.random() < 0.2:
+        text = rng.choice(texts.LEAD_INS) + " " + text
+    return text
+
+
+def espeak_voice(rng, split):
+    if split == "train":
+        accent, variant = rng.choice(ACCENTS), rng.choice(VARIANTS)
+    elif rng.random() < 0.75:
+        accent, variant = rng.choice(ACCENTS + HELD_ACCENTS), rng.choice(HELD_VARIANTS)
+    else:
+        accent, variant = rng.choice(HELD_ACCENTS), ""
+    return accent + ("+" + variant if variant else "")
+
+
+def manner(rng):
+    return dict(speed=int(rng.triangular(110, 240, 165)), pitch=int(rng.triangular(10, 95, 50)),
+                spread=rng.choice([20, 40, 50, 50, 70, 90]), gap=rng.choice([0, 0, 0, 2, 5, 10]))
+
+
+def phrases(espeak, split, rng, n):
+    clips = Clips()
+    for _ in range(n):
+        voice = espeak_voice(rng, split)
+        text = rng.choice(ENGLISH_PHONES) if rng.random() < 0.12 else phrase_text(rng)
+        clips.add(espeak.speak(text, voice, **manner(rng)), voice, "espeak", text, True)
+    for _ in range(n // 4):
+        base = rng.choice(FOREIGN if split == "train" else HELD_FOREIGN)
+        variant = rng.choice([v for v in VARIANTS if v] if split == "train" else HELD_VARIANTS)
+        text = rng.choice(FOREIGN_PHRASES)
+        clips.add(espeak.speak(text, f"{base}+{variant}", **manner(rng)), f"{base}+{variant}", "espeak-foreign", text, True)
+    for voice in (FLITE if split == "train" else ["kal16", "kal"]):
+        for _ in range(n // 10):
+            text = phrase_text(rng)
+            clips.add(voices.flite(text, voice, round(rng.uniform(0.75, 1.35), 2)), "flite-" + voice, "flite-" + voice, text, True)
+    for voice in FESTIVAL[split]:
+        jobs = [(phrase_text(rng), rng.uniform(0.8, 1.3)) for _ in range(n // 12)]
+        for job, spoken in zip(jobs, voices.festival(jobs, voice)):
+            clips.add(spoken, "festival-" + voice, "festival-" + voice, job[0], True)
+    return clips
+
+
+def speech(espeak, split, rng, n_generic, n_near):
+    clips, prose = Clips(), texts.licence_sentences(split)
+    flites = FLITE if split == "train" else ["kal16"]
+    for count, source, tag in ((n_generic, lambda: texts.generic(rng, prose), "generic"),
+                               (n_near, lambda: texts.near_miss(rng), "near")):
+        festival_jobs = {v: [] for v in FESTIVAL[split]}
+        for i in range(count):
+            text, k = source(), rng.random()
+            if k < 0.6:
+                voice = espeak_voice(rng, split)
+                clips.add(espeak.speak(text, voice, **manner(rng)), voice, tag, text, False)
+            elif k < 0.92 or tag == "generic" and k < 0.95:
+                voice = rng.choice(flites)
+                clips.add(voices.flite(text, voice, round(rng.uniform(0.75, 1.3), 2)), "flite-" + voice, tag, text, False)
+            else:
+                festival_jobs[rng.choice(FESTIVAL[split])].append((text, rng.uniform(0.8, 1.3)))
+        for voice, jobs in festival_jobs.items():
+            for job, spoken in zip(jobs, voices.festival(jobs, voice)):
+                clips.add(spoken, "festival-" + voice, tag, job[0], False)
+    return clips
+
+
+def main():
+    work = sys.argv[1]
+    os.makedirs(work, exist_ok=True)
+    espeak = voices.Espeak()
+    began = time.time()
+    for i, split in enumerate(("eval", "train")):
+        rng = random.Random(SEED + i)
+        big = split == "train"
+        phrases(espeak, split, rng, 3000 if big else 500).save(f"{work}/{split}_phrase.npz")
+        speech(espeak, split, rng, 5500 if big else 2200, 3500 if big else 700).save(f"{work}/{split}_speech.npz")
+        print(f"{split}: {time.time() - began:.0f} s", flush=True)
+
+
+if __name__ == "__main__":
+    main()
