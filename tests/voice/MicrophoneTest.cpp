@@ -1,0 +1,115 @@
+#include "tests/voice/VoiceWorld.h"
+
+using namespace std::chrono_literals;
+using testing::Contains;
+using testing::ElementsAre;
+
+namespace tavik {
+
+using Kind = TavikPhase::Kind;
+
+TEST_F(VoiceWorld, TakesTheSavedMicrophone) {
+    defaults.set("micDevice", "Headset");
+    start();
+    ASSERT_TRUE(reaches(Kind::idle));
+    EXPECT_EQ(audio.openedDevice(), "mic.two");
+    EXPECT_TRUE(logged("[mic] engine running (input Headset, output Speaker)"));
+}
+
+TEST_F(VoiceWorld, FallsBackWhenTheSavedMicrophoneIsGone) {
+    defaults.set("micDevice", "Lost one");
+    start();
+    ASSERT_TRUE(reaches(Kind::idle));
+    EXPECT_EQ(audio.openedDevice(), "mic.one");
+    EXPECT_THAT(notices,
+                ElementsAre("Saved mic \"Lost one\" isn't connected — using the system default input."));
+    EXPECT_TRUE(logged("[mic] ⚠ saved device \"Lost one\" not found — using system default"));
+}
+
+TEST_F(VoiceWorld, SaysWhichMicrophoneCannotBeUsed) {
+    struct Case {
+        std::function<void()> arrange;
+        std::string message;
+    };
+    const std::vector<Case> cases = {
+        {[&] {
+             defaults.set("micDevice", "Headset");
+             audio.confirmsDefault = false;
+         },
+         "Couldn't switch the mic to \"Headset\" — the OS never confirmed it. Pick another input in "
+         "Settings."},
+        {[&] {
+             defaults.remove("micDevice");
+             audio.devices[0].format = {0, 1};
+         },
+         "The selected microphone isn't providing audio (invalid format). Pick another input in "
+         "Settings."},
+        {[&] { audio.isDown = true; }, "Microphone start failed: the sound server does not answer"},
+    };
+    for (const Case& each : cases) {
+        each.arrange();
+        start();
+        ASSERT_TRUE(reaches(Kind::error));
+        EXPECT_EQ(phases().back(), "error: " + each.message);
+        EXPECT_TRUE(eventually([&] { return !loop->isRunning(); }));
+        EXPECT_EQ(audio.opens(), 0);
+    }
+}
+
+TEST_F(VoiceWorld, KeepsACaptureOverALostMicrophone) {
+    commands = {"what is the time"};
+    brain->replies = {"It is nine."};
+    start();
+    ASSERT_TRUE(reaches(Kind::idle));
+    loop->triggerSession();
+    ASSERT_TRUE(reaches(Kind::listening));
+    say(5s);
+    audio.defaultID = 2;
+    audio.endCapture("Entity killed");
+    ASSERT_TRUE(eventually([&] { return logged("[mic] rebound — session preserved"); }));
+    EXPECT_EQ(audio.openedDevice(), "mic.two");
+    ASSERT_TRUE(eventually([&] { return speech.spoken().size() == 1; }));
+}
+
+TEST_F(VoiceWorld, RebuildsOnceForABurstOfRouteChangesAndNotForNothing) {
+    start();
+    ASSERT_TRUE(reaches(Kind::idle));
+    for (int change = 0; change < 10; ++change)
+        audio.changeRoute(); // says that something changed, but nothing of ours did
+    audio.defaultID = 2;
+    audio.changeRoute();
+    ASSERT_TRUE(eventually([&] { return audio.opens() == 2; }));
+    const auto settled = clock.now();
+    audio.changeRoute();
+    ASSERT_TRUE(eventually([&] { return clock.now() > settled + 5s; }));
+    EXPECT_EQ(audio.opens(), 2);
+}
+
+TEST_F(VoiceWorld, GivesUpASilentDeviceAfterThreeRebuilds) {
+    microphoneIsDead = true;
+    start();
+    ASSERT_TRUE(reaches(Kind::error));
+    EXPECT_EQ(phases().back(), "error: The microphone isn't delivering any audio. Try another input "
+                               "device in Settings.");
+    EXPECT_EQ(audio.opens(), 4);
+    EXPECT_TRUE(logged("[mic] no audio after 5s (silent retry 3/3) — rebuilding the audio front-end"));
+    EXPECT_TRUE(eventually([&] { return !loop->isRunning(); }));
+    microphoneIsDead = false;
+    loop->start();
+    EXPECT_TRUE(reaches(Kind::idle));
+}
+
+TEST_F(VoiceWorld, StopsWhenTheServerDoesNotComeBack) {
+    start();
+    ASSERT_TRUE(reaches(Kind::idle));
+    audio.isDown = true;
+    audio.endCapture("Connection terminated");
+    ASSERT_TRUE(reaches(Kind::error));
+    EXPECT_TRUE(logged("[mic] ⚠ rebind failed — stopping the loop (error already reported)"));
+    EXPECT_TRUE(eventually([&] { return !loop->isRunning(); }));
+    audio.isDown = false;
+    loop->start();
+    EXPECT_TRUE(reaches(Kind::idle));
+}
+
+} // namespace tavik

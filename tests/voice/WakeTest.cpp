@@ -1,0 +1,115 @@
+#include "platform/defaults/UserDefaults.h"
+#include "tests/support/TemporaryFolder.h"
+#include "tests/voice/VoiceWorld.h"
+#include "voice/SampleRing.h"
+#include "voice/VoiceDetector.h"
+#include "voice/WakeDetector.h"
+#include "voice/WakeVerification.h"
+
+#include <cmath>
+#include <numeric>
+
+using testing::ElementsAre;
+
+namespace tavik {
+
+TEST(SampleRing, HoldsTheLastSamplesOldestFirst) {
+    SampleRing ring(4);
+    std::vector<float> copy;
+    ring.append(std::vector<float>{1, 2, 3});
+    ring.copyTo(copy);
+    EXPECT_THAT(copy, ElementsAre(0, 1, 2, 3));
+    ring.append(std::vector<float>{4, 5});
+    ring.copyTo(copy);
+    EXPECT_THAT(copy, ElementsAre(2, 3, 4, 5));
+    ring.append(std::vector<float>{6, 7, 8, 9, 10, 11});
+    ring.copyTo(copy);
+    EXPECT_THAT(copy, ElementsAre(8, 9, 10, 11));
+    ring.clear();
+    ring.copyTo(copy);
+    EXPECT_THAT(copy, ElementsAre(0, 0, 0, 0));
+}
+
+TEST(VoiceDetector, MeasuresVoiceByTheLoudestBufferSoFar) {
+    VoiceState state;
+    const auto at = [](int seconds) { return Clock::Instant(std::chrono::seconds(seconds)); };
+    resetVoiceDetector(state, at(0));
+    detectVoice(state, 0.0007, at(1)); // below the floor
+    EXPECT_FALSE(state.heardSpeech);
+    detectVoice(state, 0.1, at(2));
+    EXPECT_TRUE(state.heardSpeech);
+    detectVoice(state, 0.017, at(3)); // under 18 % of the loudest
+    EXPECT_EQ(state.lastVoiceTime, at(2));
+    detectVoice(state, 0.018001, at(4));
+    EXPECT_EQ(state.lastVoiceTime, at(4));
+}
+
+TEST(Wake, ThresholdIsKeptWithinItsRange) {
+    const TemporaryFolder folder;
+    UserDefaults defaults(folder.file("defaults.json"));
+    EXPECT_EQ(wakeThreshold(defaults), 0.6);
+    const std::vector<std::pair<Json, double>> cases = {
+        {0.1, 0.3}, {0.99, 0.95}, {"high", 0.6}, {0.42, 0.42}, {1, 0.95}};
+    for (const auto& [stored, effective] : cases) {
+        defaults.set("wakeThreshold", stored);
+        EXPECT_EQ(wakeThreshold(defaults), effective) << stored;
+    }
+}
+
+TEST(Wake, VerificationWantsTheWordAmongFew) {
+    for (const char* confirmed : {"hey vessa", "Vessa!", "hey vesa open mail", "WESSA", "hey-vessas"})
+        EXPECT_TRUE(confirmsWakePhrase(confirmed)) << confirmed;
+    for (const char* rejected : {"", "hey there", "so I was telling vessa about the thing", "vanessa"})
+        EXPECT_FALSE(confirmsWakePhrase(rejected)) << rejected;
+}
+
+// Counts how often it is asked.
+class CountingClassifier : public AudioClassifier {
+public:
+    explicit CountingClassifier(int& counter, float answer)
+        : count(counter)
+        , probabilities{1 - answer, answer} {}
+    std::span<const float> classify(std::span<const float>) override {
+        if (++count == failAt)
+            throw ModelError("broken");
+        return probabilities;
+    }
+    int failAt = -1;
+
+private:
+    int& count;
+    std::vector<float> probabilities;
+};
+
+class WakeDetectorTest : public VoiceWorld {
+protected:
+    VoiceServices servicesWith(std::function<std::unique_ptr<AudioClassifier>()> load) {
+        return VoiceServices{clock, defaults, audio, speech, {}, std::move(load), {}, {}};
+    }
+    int asked = 0;
+};
+
+TEST_F(WakeDetectorTest, AsksTheModelOnlyAboutSoundAndTakesTheThresholdItself) {
+    defaults.set("wakeThreshold", 0.5);
+    WakeDetector detector(servicesWith([&] { return std::make_unique<CountingClassifier>(asked, 0.5F); }));
+    EXPECT_FALSE(detector.isCandidate(std::vector<float>(24000, 0.00009F)));
+    EXPECT_FALSE(detector.isCandidate(std::vector<float>(24000, NAN)));
+    EXPECT_EQ(asked, 0);
+    EXPECT_TRUE(detector.isCandidate(std::vector<float>(24000, 0.0002F)));
+}
+
+TEST_F(WakeDetectorTest, LivesWithoutAModelAndWithAFailingOne) {
+    WakeDetector without(
+        servicesWith([]() -> std::unique_ptr<AudioClassifier> { throw ModelError("no such file"); }));
+    EXPECT_FALSE(without.isAvailable());
+    EXPECT_EQ(without.wakeProb(std::vector<float>(24000, 0.5F)), 0);
+    WakeDetector failing(servicesWith([&] {
+        auto model = std::make_unique<CountingClassifier>(asked, 0.9F);
+        model->failAt = 1;
+        return model;
+    }));
+    EXPECT_EQ(failing.wakeProb(std::vector<float>(24000, 0.5F)), 0);
+    EXPECT_GT(failing.wakeProb(std::vector<float>(24000, 0.5F)), 0.89);
+}
+
+} // namespace tavik
