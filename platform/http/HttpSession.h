@@ -43,7 +43,7 @@ enum class TransportFailure {
     secureConnectionFailed, // TLS, certificates included
     timedOut,
     responseTooLarge,
-    badUrl,                 // no http or https address
+    badUrl, // no http or https address
     other,
 };
 
@@ -67,7 +67,8 @@ public:
     virtual HttpResponse send(const HttpRequest& request, std::stop_token stop) = 0;
 };
 
-// A session with connections of its own, kept open and used again across calls; http and https only.
+// A session with connections of its own, kept open and used again across calls; http and https
+// only.
 std::unique_ptr<HttpSession> makeHttpSession();
 
 // The process-wide session, opened at the first use.

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "platform/http/HttpSession.h"
+
+#include <functional>
+#include <memory>
+
+namespace tavik {
+
+// As `makeHttpSession`, with another view of whether this machine has a way out. Callers that still
+// wait when the session is destroyed get Cancelled.
+std::unique_ptr<HttpSession> makeHttpSession(std::function<bool()> hasRouteOut);
+
+} // namespace tavik
