@@ -79,6 +79,13 @@ def colour(rng, x):
     return x
 
 
+def equalise(rng, x):
+    """A smooth random curve over frequency: other mouths, rooms and microphones."""
+    f = np.fft.rfftfreq(len(x), 1 / RATE)
+    curve = np.interp(np.log(f + 60), np.log(np.geomspace(120, 8060, 7)), rng.normal(0, 5, 7))
+    return np.fft.irfft(np.fft.rfft(x) * 10 ** (curve / 20), len(x))
+
+
 class Mixer:
     def __init__(self, work, split, seed):
         self.rng = np.random.default_rng(seed)
@@ -88,9 +95,9 @@ class Mixer:
             self.sets[name] = {k: z[k] for k in z.files}
         family = self.sets["phrase"]["family"]
         # Families are drawn by weight, not by their count, so that formant synthesis does not drown the others.
-        weight = {"espeak": 6.0, "espeak-foreign": 2.0}
+        weight = {"espeak": 5.0, "espeak-foreign": 2.0}
         self.families = {f: np.flatnonzero(family == f) for f in sorted(set(family))}
-        w = np.array([weight.get(f, 1.7) for f in self.families])
+        w = np.array([weight.get(f, 1.4) for f in self.families])
         self.family_p = w / w.sum()
         tag = self.sets["speech"]["family"]
         self.tags = {f: np.flatnonzero(tag == f) for f in ("generic", "near")}
@@ -112,7 +119,7 @@ class Mixer:
         while True:
             family = list(self.families)[rng.choice(len(self.families), p=self.family_p)]
             i = int(rng.choice(self.families[family]))
-            factor = float(np.exp(rng.normal(0, 0.08))) if rng.random() < 0.7 else 1.0
+            factor = float(np.exp(rng.normal(0, 0.11))) if rng.random() < 0.8 else 1.0
             times = self.sets["phrase"]["times"][i] * factor
             if times[2] - times[0] < 1.25 * RATE:
                 x = self.clip("phrase", i)
@@ -163,7 +170,7 @@ class Mixer:
             tag = kind if kind != "speech" else ("near" if rng.random() < 0.4 else "generic")
             x = self.clip("speech", int(rng.choice(self.tags[tag])))
             if rng.random() < 0.6:
-                x = self.stretch(x, float(np.exp(rng.normal(0, 0.08))))
+                x = self.stretch(x, float(np.exp(rng.normal(0, 0.11))))
             return self.place(x, int(rng.uniform(0.4 * RATE, len(x) + 0.5 * RATE)))
         raise ValueError(kind)
 
@@ -178,7 +185,9 @@ class Mixer:
         rng = self.rng
         if rng.random() < 0.4:
             x = room(rng, x)
-        if rng.random() < 0.35:
+        if rng.random() < 0.5:
+            x = equalise(rng, x)
+        if rng.random() < 0.3:
             x = colour(rng, x)
         if rng.random() < 0.65:
             n = noise(rng, rng.choice(KINDS), WINDOW, self.any_speech)

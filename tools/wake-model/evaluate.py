@@ -141,6 +141,7 @@ def demo(scorer):
 
 
 def main():
+    sys.stdout.reconfigure(line_buffering=True)
     work, path = sys.argv[1:3]
     scorer, mixer = Scorer(path), augment.Mixer(work, "eval", 11)
     fail = demo(scorer)

@@ -24,8 +24,10 @@ FOREIGN = ["de", "fr-fr", "it", "es", "nl", "pl", "sv", "da", "nb", "fi", "pt", 
 HELD_FOREIGN = ["es-419", "et", "sk"]
 FOREIGN_PHRASES = ["[[h'eI v'Es@]]", "[[h'eI v'Esa]]", "[[heI v'Es@]]", "[[h'eI_:v'Es@]]", "[[h'e v'Es@]]"]
 ENGLISH_PHONES = ["[[h'eI v'EsV]]", "[[heI v'Es@]]", "[[h'eI_: v'Es@]]", "[[h'eI v'Esa#]]"]
-FLITE = ["slt", "rms", "awb"]            # held out: kal, kal16 (the same speaker as Festival's kal)
-FESTIVAL = {"train": ["cmu_us_slt_arctic_hts"], "eval": ["ked_diphone", "kal_diphone"]}
+FLITE = {"train": ["slt", "rms", "awb", "kal16"], "eval": []}
+FESTIVAL = {"train": ["cmu_us_slt_arctic_hts", "kal_diphone"], "eval": ["ked_diphone"]}
+# Recorded people whose languages spell the phrase with nearly the same sounds.
+ABROAD = {"train": ["czech_dita", "czech_krb", "czech_ph", "hy_fi_mv_diphone", "suo_fi_lj_diphone"], "eval": ["czech_machac"]}
 
 
 def phrase_times(phones):
@@ -72,7 +74,7 @@ class Clips:
 def phrase_text(rng):
     text = rng.choice(texts.PHRASE_FORMS)
     if rng.random() < 0.5:
-        text = text.rstrip("!?.") + rng.choice([", ", " ", "! ", ". "]) + rng.choice(texts.FOLLOW_ONS)
+        text = text.rstrip("!?.") + rng.choice([", ", " ", " ", "! ", ". "]) + rng.choice(texts.FOLLOW_ONS)
     if rng.random() < 0.2:
         text = rng.choice(texts.LEAD_INS) + " " + text
     return text
@@ -104,20 +106,25 @@ def phrases(espeak, split, rng, n):
         variant = rng.choice([v for v in VARIANTS if v] if split == "train" else HELD_VARIANTS)
         text = rng.choice(FOREIGN_PHRASES)
         clips.add(espeak.speak(text, f"{base}+{variant}", **manner(rng)), f"{base}+{variant}", "espeak-foreign", text, True)
-    for voice in (FLITE if split == "train" else ["kal16", "kal"]):
+    for voice in FLITE[split]:
         for _ in range(n // 10):
             text = phrase_text(rng)
             clips.add(voices.flite(text, voice, round(rng.uniform(0.75, 1.35), 2)), "flite-" + voice, "flite-" + voice, text, True)
     for voice in FESTIVAL[split]:
-        jobs = [(phrase_text(rng), rng.uniform(0.8, 1.3)) for _ in range(n // 12)]
+        jobs = [(phrase_text(rng), rng.uniform(0.8, 1.3)) for _ in range(n // 10)]
         for job, spoken in zip(jobs, voices.festival(jobs, voice)):
             clips.add(spoken, "festival-" + voice, "festival-" + voice, job[0], True)
+    for voice in ABROAD[split]:
+        hey = "hei" if "_fi_" in voice else "hej"
+        jobs = [(hey + rng.choice([" vesa", " vesa", ", vesa"]) + rng.choice(["", ".", ". "  + texts.abroad(rng, hey), " " + texts.abroad(rng, hey)]),
+                 rng.uniform(0.8, 1.4)) for _ in range(n // 14)]
+        for job, spoken in zip(jobs, voices.festival(jobs, voice)):
+            clips.add(spoken, voice, voice, job[0], True)
     return clips
 
 
 def speech(espeak, split, rng, n_generic, n_near):
     clips, prose = Clips(), texts.licence_sentences(split)
-    flites = FLITE if split == "train" else ["kal16"]
     for count, source, tag in ((n_generic, lambda: texts.generic(rng, prose), "generic"),
                                (n_near, lambda: texts.near_miss(rng), "near")):
         festival_jobs = {v: [] for v in FESTIVAL[split]}
@@ -126,14 +133,21 @@ def speech(espeak, split, rng, n_generic, n_near):
             if k < 0.6:
                 voice = espeak_voice(rng, split)
                 clips.add(espeak.speak(text, voice, **manner(rng)), voice, tag, text, False)
-            elif k < 0.92 or tag == "generic" and k < 0.95:
-                voice = rng.choice(flites)
+            elif k < 0.88 and FLITE[split]:
+                voice = rng.choice(FLITE[split])
                 clips.add(voices.flite(text, voice, round(rng.uniform(0.75, 1.3), 2)), "flite-" + voice, tag, text, False)
             else:
                 festival_jobs[rng.choice(FESTIVAL[split])].append((text, rng.uniform(0.8, 1.3)))
         for voice, jobs in festival_jobs.items():
             for job, spoken in zip(jobs, voices.festival(jobs, voice)):
                 clips.add(spoken, "festival-" + voice, tag, job[0], False)
+    for voice in ABROAD[split]:
+        hey = "hei" if "_fi_" in voice else "hej"
+        for tag, share in (("generic", 25), ("near", 15)):
+            jobs = [(texts.abroad(rng, hey) if tag == "generic" else texts.abroad_near(rng, hey), rng.uniform(0.7, 1.3))
+                    for _ in range(n_generic // share)]
+            for job, spoken in zip(jobs, voices.festival(jobs, voice)):
+                clips.add(spoken, voice, tag, job[0], False)
     return clips
 
 
@@ -146,7 +160,7 @@ def main():
         rng = random.Random(SEED + i)
         big = split == "train"
         phrases(espeak, split, rng, 3000 if big else 500).save(f"{work}/{split}_phrase.npz")
-        speech(espeak, split, rng, 5500 if big else 2200, 3500 if big else 700).save(f"{work}/{split}_speech.npz")
+        speech(espeak, split, rng, 4500 if big else 2200, 3200 if big else 700).save(f"{work}/{split}_speech.npz")
         print(f"{split}: {time.time() - began:.0f} s", flush=True)
 
 

@@ -63,6 +63,24 @@ def pseudo_word(rng):
     return "".join(rng.choice(ONSETS) + rng.choice(VOWELS) + rng.choice(CODAS) for _ in range(rng.choice([1, 2, 2, 3])))
 
 
+def abroad(rng, hey):
+    """Readable to Czech and Finnish letter-to-sound rules: no matter what it means."""
+    if rng.random() < 0.3:
+        return rng.choice(SMALL_TALK).lower().replace("w", "v").replace("x", "ks").replace("q", "k").replace("hey", hey)
+    return " ".join("".join(rng.choice("bdfghjklmnprstv") + rng.choice("aeiou") + rng.choice(["", "", "n", "s", "l", "r", "t"])
+                            for _ in range(rng.choice([1, 2, 2, 3]))) for _ in range(rng.choice([2, 4, 6])))
+
+
+def abroad_near(rng, hey):
+    word = rng.choice("jesa|tesa|nesa|lesa|vesta|vanesa|vera|visa|vela|vosa|vasa|ves|ve|vej|pes|leva|eva|ava|melisa|profesor|mesič|veka|veta|esa"
+                      "|dej|mesa mi|vesele|tam|kdo je to|vasara|vestu|beka|sesta|sestra".replace("č", "c").split("|"))
+    word = "".join(rng.choice("bdfghjklmnprstv") + rng.choice("aeiou") for _ in range(2)) if rng.random() < 0.3 else word
+    if word == "vesa":
+        word = "vela"
+    lead = rng.choice([hey, hey, hey, hey + ",", "a", "ten", ""])
+    return f"{lead} {word}" + (" " + abroad(rng, hey) if rng.random() < 0.4 else "")
+
+
 def generic(rng: random.Random, prose):
     k = rng.random()
     if k < 0.30:

@@ -12,7 +12,7 @@ from stream import stream
 
 SEED = 7
 MIX = [("phrase", 0.36), ("partial", 0.14), ("tail", 0.03), ("generic", 0.25), ("near", 0.18), ("noise", 0.04)]
-ROUND_1, ROUND_2 = 36000, 40000
+ROUND_1, ROUND_2 = 32000, 36000
 EPOCHS_1, EPOCHS_2 = 6, 8
 
 
@@ -35,18 +35,17 @@ def make(mixer, features, n):
 
 
 def disguise(x):
-    """Cheap variation on the spectrum itself: a shift in frequency, and a hidden band or moment."""
+    """Variation on the spectrum itself: stretched and shifted along both axes, a hidden band or moment."""
     n = len(x)
-    shift = int(torch.randint(-1, 2, (1,)))
-    if shift:
-        x = torch.roll(x, shift, 2)
-        edge = slice(0, 1) if shift > 0 else slice(m.MELS - 1, m.MELS)
-        x[:, :, edge] = -1.0
-    if torch.rand(1) < 0.5:
-        f = int(torch.randint(0, m.MELS - 4, (1,)))
-        x[: n // 2, :, f:f + int(torch.randint(1, 5, (1,)))] = -1.0
-        t = int(torch.randint(0, m.FRAMES - 6, (1,)))
-        x[n // 4: 3 * n // 4, :, :, t:t + int(torch.randint(1, 6, (1,)))] = -1.0
+    theta = torch.zeros(n, 2, 3)
+    tempo = torch.empty(n).uniform_(0.9, 1.1)
+    theta[:, 0, 0], theta[:, 0, 2] = tempo, 1 - tempo          # time, about the newest frame
+    theta[:, 1, 1] = torch.empty(n).uniform_(0.88, 1.12)       # frequency
+    theta[:, 1, 2] = torch.empty(n).uniform_(-0.08, 0.08)
+    x = F.grid_sample(x, F.affine_grid(theta, x.shape, align_corners=True), padding_mode="border", align_corners=True)
+    x[: n // 3, :, (f := int(torch.randint(0, m.MELS - 4, (1,)))):f + int(torch.randint(1, 6, (1,)))] = -1.0
+    t = int(torch.randint(0, m.FRAMES - 6, (1,)))
+    x[n // 4: n // 2, :, :, t:t + int(torch.randint(1, 6, (1,)))] = -1.0
     return x
 
 
@@ -70,13 +69,11 @@ def fit(net, x, y, epochs, top_rate):
     return net.eval()
 
 
-def mine(mixer, full, features, limit_s):
+def mine(mixer, full, features, clips):
     """Windows of the training speech, as the program would see them, that score as the phrase."""
-    found, scanned, begun = [], 0.0, time.time()
+    found, scanned = [], 0.0
     speech = mixer.sets["speech"]
-    for i in mixer.rng.permutation(len(speech["voice"])):
-        if time.time() - begun > limit_s:
-            break
+    for i in mixer.rng.permutation(len(speech["voice"]))[:clips]:
         x = np.concatenate([np.zeros(8000, np.float32), mixer.clip("speech", i), np.zeros(8000, np.float32)])
         x = mixer.stretch(x, float(np.exp(mixer.rng.normal(0, 0.06))))
         scanned += len(x) / m.RATE
@@ -110,7 +107,7 @@ def main():
     say("round 1:", tuple(x.shape), f"{float(y.float().mean()):.2f} positive")
     fit(net, x, y, EPOCHS_1, 3e-3)
     torch.save(net.state_dict(), f"{work}/model-round1.pt")
-    hard = mine(mixer, m.WakeModel(features, net).eval(), features, 150)
+    hard = mine(mixer, m.WakeModel(features, net).eval(), features, 7000)
     more_x, more_y = make(mixer, features, ROUND_2)
     x = torch.cat([x, more_x, hard])
     y = torch.cat([y, more_y, torch.zeros(len(hard), dtype=torch.int64)])
