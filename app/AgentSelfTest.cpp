@@ -33,7 +33,8 @@ void runAgentSelfTest(const std::string& task, std::stop_token stop) {
             return;
         }
         AgentSession session(std::move(brain));
-        const AgentResult result = session.handle(task, [] { return false; }, std::move(stop));
+        const AgentResult result = session.handle(
+            task, [] { return false; }, std::move(stop));
         log("[selftest] ANSWER: " + result.text + ending(result.outcome));
     } catch (const std::exception& error) {
         log(std::string("[selftest] FAIL: ") + error.what());

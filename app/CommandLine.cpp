@@ -39,7 +39,9 @@ Mode modeOf(const std::vector<std::string>& arguments, const std::optional<std::
     return Mode::listen;
 }
 
-bool isSelfTest(std::string_view argument) { return argument.starts_with("--selftest"); }
+bool isSelfTest(std::string_view argument) {
+    return argument.starts_with("--selftest");
+}
 
 } // namespace
 
@@ -52,8 +54,8 @@ CommandLine parseCommandLine(const std::vector<std::string>& arguments) {
     if (parsed.mode == Mode::listen)
         for (const std::string& argument : arguments)
             if (!isSelfTest(argument))
-                throw CommandLineError(
-                    fmt::format("\"{}\" is no argument of tavik. \"tavik --help\" lists them.", argument));
+                throw CommandLineError(fmt::format(
+                    "\"{}\" is no argument of tavik. \"tavik --help\" lists them.", argument));
     return parsed;
 }
 

@@ -40,8 +40,8 @@ VoiceServices makeServices(AudioServer& audio, SpeechOutput& speech) {
         .openTranscriber = openEmbeddedTranscriber,
         .loadWakeModel =
             [] {
-                return loadAudioClassifier(resourcePath("HeyVessa_runtime.onnx"), tuning::WAKE_WINDOW,
-                                           wakeClasses);
+                return loadAudioClassifier(resourcePath("HeyVessa_runtime.onnx"),
+                                           tuning::WAKE_WINDOW, wakeClasses);
             },
         .makeBrain = [] { return std::shared_ptr<Brain>(makeBrain()); },
         .makeAgentSession =
@@ -62,8 +62,8 @@ VoiceCallbacks makeCallbacks(const std::function<void()>& pause) {
     return callbacks;
 }
 
-// The voice loop and what it works with. Belongs to the main thread; jobs for it that are still posted
-// when it is gone do nothing.
+// The voice loop and what it works with. Belongs to the main thread; jobs for it that are still
+// posted when it is gone do nothing.
 class Listener {
 public:
     Listener()
@@ -100,12 +100,13 @@ private:
     std::unique_ptr<VoiceLoop> loop; // last: it uses the services
 };
 
-// Starts the loop when listening is switched on, and again after a failure: without a menu nobody else
-// could choose to retry.
+// Starts the loop when listening is switched on, and again after a failure: without a menu nobody
+// else could choose to retry.
 void keepListening(Listener& listener, std::stop_token stop) {
     try {
         if (!isOnboardingDone())
-            log("Listening is off. To switch it on without a window, write {\"onboardingDone\": true} "
+            log("Listening is off. To switch it on without a window, write {\"onboardingDone\": "
+                "true} "
                 "into " +
                 preferencesPath() + ".");
         while (!isOnboardingDone())

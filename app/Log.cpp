@@ -22,7 +22,8 @@ using WallTime = std::chrono::system_clock::time_point;
 std::string timeOfDay(WallTime time) {
     const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
     const auto milliseconds =
-        std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch()).count() % 1000;
+        std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch()).count() %
+        1000;
     std::tm local{};
     localtime_r(&seconds, &local);
     return fmt::format("{:02}:{:02}:{:02}.{:03}", local.tm_hour, local.tm_min, local.tm_sec,
@@ -47,7 +48,8 @@ public:
         : file(logPath())
         , queue("ai.tavik.log") {}
 
-    // The stamp is taken when the line is written, on the queue, so that stamps never run backwards.
+    // The stamp is taken when the line is written, on the queue, so that stamps never run
+    // backwards.
     void write(std::string message) {
         queue.async([this, message = std::move(message)] { writeLine(message); });
     }
@@ -85,14 +87,24 @@ LogWriter& writer() {
 
 } // namespace
 
-void log(std::string message) { TavikLog::log(std::move(message)); }
+void log(std::string message) {
+    TavikLog::log(std::move(message));
+}
 
-const std::string& TavikLog::path() { return writer().path(); }
+const std::string& TavikLog::path() {
+    return writer().path();
+}
 
-void TavikLog::log(std::string message) { writer().write(std::move(message)); }
+void TavikLog::log(std::string message) {
+    writer().write(std::move(message));
+}
 
-void TavikLog::clearHistory() { writer().clear(); }
+void TavikLog::clearHistory() {
+    writer().clear();
+}
 
-void TavikLog::flush() { writer().flush(); }
+void TavikLog::flush() {
+    writer().flush();
+}
 
 } // namespace tavik

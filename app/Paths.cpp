@@ -38,17 +38,25 @@ std::string pathInHome(std::string_view relative) {
     return (std::filesystem::path(tavikHome()) / relative).string();
 }
 
-std::string logPath() { return pathInHome("Library/Logs/Tavik/tavik.log"); }
+std::string logPath() {
+    return pathInHome("Library/Logs/Tavik/tavik.log");
+}
 
-std::string signalLogPath() { return pathInHome("Library/Logs/Tavik/signal.log"); }
+std::string signalLogPath() {
+    return pathInHome("Library/Logs/Tavik/signal.log");
+}
 
-std::string auditPath() { return pathInHome("Library/Application Support/Tavik/audit.jsonl"); }
+std::string auditPath() {
+    return pathInHome("Library/Application Support/Tavik/audit.jsonl");
+}
 
 std::string instanceLockPath() {
     return pathInHome("Library/Application Support/Tavik/instance.lock");
 }
 
-std::string preferencesPath() { return pathInHome("Library/Preferences/ai.tavik.json"); }
+std::string preferencesPath() {
+    return pathInHome("Library/Preferences/ai.tavik.json");
+}
 
 std::string legacyKeyPath(std::string_view provider) {
     return pathInHome(".vessa/" + std::string(provider) + "_api_key");

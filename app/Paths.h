@@ -13,11 +13,11 @@ std::string tavikHome();
 // `tavikHome()` with a relative path appended.
 std::string pathInHome(std::string_view relative);
 
-std::string logPath();          // the diagnostic log
-std::string signalLogPath();    // the termination diagnostics, beside the log
-std::string auditPath();        // the record of commands, actions and answers
-std::string instanceLockPath(); // held by the one running Tavik
-std::string preferencesPath();  // the settings, a JSON file
+std::string logPath();                                // the diagnostic log
+std::string signalLogPath();                          // the termination diagnostics, beside the log
+std::string auditPath();                              // the record of commands, actions and answers
+std::string instanceLockPath();                       // held by the one running Tavik
+std::string preferencesPath();                        // the settings, a JSON file
 std::string legacyKeyPath(std::string_view provider); // an API key in a file of its own
 
 // A file of the program's own, such as the wake model: in the folder named by TAVIK_RESOURCES, else

@@ -73,8 +73,8 @@ public:
     virtual BrainReply chat(const std::vector<AgentMessage>& messages,
                             const std::vector<ToolSpec>& tools, std::stop_token stop) = 0;
 
-    // Asks the provider's own web search and blocks for an answer in spoken prose. Throws BrainError
-    // or Cancelled.
+    // Asks the provider's own web search and blocks for an answer in spoken prose. Throws
+    // BrainError or Cancelled.
     virtual std::string webSearch(const std::string& query, std::stop_token stop) = 0;
 };
 

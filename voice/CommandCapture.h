@@ -16,11 +16,11 @@ class CommandCapture {
 public:
     CommandCapture(Clock& clock, SharedVoiceState& state, Transcriber& transcriber);
 
-    // Switches the microphone to the transcriber and blocks until one utterance is over: nobody began
-    // within `onsetTimeout`, silence followed speech, the longest command is reached, the session was
-    // cancelled, or `isAbandoned()`. Returns the trimmed transcript, empty when nothing was said or
-    // understood, or when it was given up. The microphone is back in wake mode afterwards. Throws
-    // Cancelled.
+    // Switches the microphone to the transcriber and blocks until one utterance is over: nobody
+    // began within `onsetTimeout`, silence followed speech, the longest command is reached, the
+    // session was cancelled, or `isAbandoned()`. Returns the trimmed transcript, empty when nothing
+    // was said or understood, or when it was given up. The microphone is back in wake mode
+    // afterwards. Throws Cancelled.
     std::string transcribeCommand(Clock::Duration onsetTimeout,
                                   const std::function<bool()>& isAbandoned, std::stop_token stop);
 

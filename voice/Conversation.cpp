@@ -92,7 +92,8 @@ std::string Conversation::captureNextCommand(std::stop_token stop) {
     } else {
         log("👂 listening for a follow-up…");
     }
-    return capture.transcribeCommand(tuning::FOLLOWUP_WINDOW, [] { return false; }, std::move(stop));
+    return capture.transcribeCommand(
+        tuning::FOLLOWUP_WINDOW, [] { return false; }, std::move(stop));
 }
 
 Conversation::Next Conversation::respond(const std::string& command, bool isFollowUp,

@@ -21,8 +21,8 @@ public:
                  SharedVoiceState& state, Transcriber& transcriber);
     ~Conversation();
 
-    // Blocks until the conversation is over. `verify` tells whether the wake phrase that began it was
-    // genuine; none when the user began it by hand. Throws Cancelled.
+    // Blocks until the conversation is over. `verify` tells whether the wake phrase that began it
+    // was genuine; none when the user began it by hand. Throws Cancelled.
     void run(Task<bool>* verify, std::stop_token stop);
 
 private:

@@ -70,7 +70,8 @@ bool Microphone::buildEngine(std::stop_token stop) {
     } catch (const MicrophoneError& error) {
         callbacks.onPhase(TavikPhase::error(error.what()));
     } catch (const AudioError& error) {
-        callbacks.onPhase(TavikPhase::error(std::string("Microphone start failed: ") + error.what()));
+        callbacks.onPhase(
+            TavikPhase::error(std::string("Microphone start failed: ") + error.what()));
     }
     return false;
 }
@@ -92,9 +93,10 @@ AudioDevice Microphone::savedInput(const std::string& name, std::stop_token stop
         return defaultInput();
     }
     if (!services.audio.setDefaultInputConfirmed(*found, std::move(stop)))
-        throw MicrophoneError(fmt::format("Couldn't switch the mic to \"{}\" — the OS never confirmed "
-                                          "it. Pick another input in Settings.",
-                                          name));
+        throw MicrophoneError(
+            fmt::format("Couldn't switch the mic to \"{}\" — the OS never confirmed "
+                        "it. Pick another input in Settings.",
+                        name));
     log(fmt::format("[mic] input {} (confirmed live)", name));
     return *found;
 }
@@ -108,8 +110,9 @@ AudioDevice Microphone::defaultInput() {
 
 void Microphone::open(const AudioDevice& device) {
     if (device.format.sampleRate == 0 || device.format.channelCount == 0)
-        throw MicrophoneError("The selected microphone isn't providing audio (invalid format). Pick "
-                              "another input in Settings.");
+        throw MicrophoneError(
+            "The selected microphone isn't providing audio (invalid format). Pick "
+            "another input in Settings.");
     log("[mic] negotiated format: " + describe(device.format));
     std::unique_ptr<Engine> opened;
     try {
@@ -235,17 +238,20 @@ bool Microphone::onWatchdog(std::stop_token stop) {
     if (count == 0)
         return true;
     if (count <= tuning::SILENT_RETRIES) {
-        log(fmt::format("[mic] no audio after 5s (silent retry {}/{}) — rebuilding the audio front-end",
-                        count, tuning::SILENT_RETRIES));
+        log(fmt::format(
+            "[mic] no audio after 5s (silent retry {}/{}) — rebuilding the audio front-end", count,
+            tuning::SILENT_RETRIES));
         if (rebindAudio(std::move(stop)))
             return true;
         log("[mic] ⚠ silent retry failed to even start — surfacing the error");
     } else {
-        log(fmt::format("[mic] ⚠ FATAL: engine running but the tap never fired in 5s after {} silent "
-                        "retries — device is not delivering audio",
-                        tuning::SILENT_RETRIES));
-        callbacks.onPhase(TavikPhase::error("The microphone isn't delivering any audio. Try another "
-                                            "input device in Settings."));
+        log(fmt::format(
+            "[mic] ⚠ FATAL: engine running but the tap never fired in 5s after {} silent "
+            "retries — device is not delivering audio",
+            tuning::SILENT_RETRIES));
+        callbacks.onPhase(
+            TavikPhase::error("The microphone isn't delivering any audio. Try another "
+                              "input device in Settings."));
     }
     failed();
     return false;

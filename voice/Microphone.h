@@ -17,12 +17,13 @@ namespace tavik {
 
 class Resampler;
 
-// The microphone front-end: records the chosen input, feeds the rings or the command in progress, and
-// rebuilds itself when the route changes, the device disappears or nothing arrives. A thread of its own
-// does the watching and the rebuilding.
+// The microphone front-end: records the chosen input, feeds the rings or the command in progress,
+// and rebuilds itself when the route changes, the device disappears or nothing arrives. A thread of
+// its own does the watching and the rebuilding.
 class Microphone {
 public:
-    // `failed` is called once, from that thread, when it gives up; the error phase was reported before.
+    // `failed` is called once, from that thread, when it gives up; the error phase was reported
+    // before.
     Microphone(const VoiceServices& services, const VoiceCallbacks& callbacks,
                SharedVoiceState& state, std::function<void()> failed);
     ~Microphone();

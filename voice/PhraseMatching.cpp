@@ -17,15 +17,33 @@ using Phrases = std::set<std::string, std::less<>>;
 
 const Phrases& stopPhrases() {
     static const Phrases phrases = {
-        "stop",          "stop yourself",         "stop it",
-        "stop the convo", "stop the conversation", "cancel",
-        "cancel that",   "cancel the conversation", "never mind",
-        "nevermind",     "that's all",            "that's it",
-        "that's enough", "that will be all",      "goodbye",
-        "bye",           "forget it",             "nothing",
-        "no thanks",     "no thank you",          "no more",
-        "i'm done",      "we're done",            "i'm good",
-        "we're good",    "all good",              "that's fine",
+        "stop",
+        "stop yourself",
+        "stop it",
+        "stop the convo",
+        "stop the conversation",
+        "cancel",
+        "cancel that",
+        "cancel the conversation",
+        "never mind",
+        "nevermind",
+        "that's all",
+        "that's it",
+        "that's enough",
+        "that will be all",
+        "goodbye",
+        "bye",
+        "forget it",
+        "nothing",
+        "no thanks",
+        "no thank you",
+        "no more",
+        "i'm done",
+        "we're done",
+        "i'm good",
+        "we're good",
+        "all good",
+        "that's fine",
         "all done",
     };
     return phrases;
@@ -33,29 +51,21 @@ const Phrases& stopPhrases() {
 
 const Phrases& pausePhrases() {
     static const Phrases phrases = {
-        "stop listening",
-        "stop listening completely",
-        "stop listening entirely",
-        "pause listening",
-        "quit listening",
-        "quit listening to me",
-        "turn yourself off",
-        "turn off your microphone",
-        "turn off your mic",
-        "shut yourself off",
-        "shut off your microphone",
-        "mute yourself",
-        "mute your microphone",
-        "go to sleep",
+        "stop listening",           "stop listening completely",
+        "stop listening entirely",  "pause listening",
+        "quit listening",           "quit listening to me",
+        "turn yourself off",        "turn off your microphone",
+        "turn off your mic",        "shut yourself off",
+        "shut off your microphone", "mute yourself",
+        "mute your microphone",     "go to sleep",
     };
     return phrases;
 }
 
 const std::vector<Words>& leadingFillers() {
-    static const std::vector<Words> fillers = {{"please"},  {"can", "you"}, {"could", "you"},
-                                               {"you", "can"}, {"just"},    {"ok"},
-                                               {"okay"},    {"now"},        {"so"},
-                                               {"no"}};
+    static const std::vector<Words> fillers = {
+        {"please"}, {"can", "you"}, {"could", "you"}, {"you", "can"}, {"just"},
+        {"ok"},     {"okay"},       {"now"},          {"so"},         {"no"}};
     return fillers;
 }
 
@@ -80,8 +90,8 @@ Words spokenWords(std::string_view utterance) {
     return spoken;
 }
 
-// One walk over the fillers at the front (or the end); true when anything was removed. Something always
-// stays.
+// One walk over the fillers at the front (or the end); true when anything was removed. Something
+// always stays.
 bool stripLeading(Words& spoken) {
     bool removed = false;
     for (const Words& filler : leadingFillers()) {
@@ -119,8 +129,12 @@ bool matchesPhrase(std::string_view utterance, const Phrases& phrases) {
 
 } // namespace
 
-bool isStopPhrase(std::string_view utterance) { return matchesPhrase(utterance, stopPhrases()); }
+bool isStopPhrase(std::string_view utterance) {
+    return matchesPhrase(utterance, stopPhrases());
+}
 
-bool isPausePhrase(std::string_view utterance) { return matchesPhrase(utterance, pausePhrases()); }
+bool isPausePhrase(std::string_view utterance) {
+    return matchesPhrase(utterance, pausePhrases());
+}
 
 } // namespace tavik

@@ -17,7 +17,9 @@ void SampleRing::append(std::span<const float> added) {
     oldest = (oldest + added.size()) % samples.size();
 }
 
-void SampleRing::clear() { std::fill(samples.begin(), samples.end(), 0.0F); }
+void SampleRing::clear() {
+    std::fill(samples.begin(), samples.end(), 0.0F);
+}
 
 void SampleRing::copyTo(std::vector<float>& copy) const {
     copy.resize(samples.size());

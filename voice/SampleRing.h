@@ -5,8 +5,8 @@
 
 namespace tavik {
 
-// The last samples of a stream, always exactly as many as it was made for (silence at first). Appending
-// allocates nothing.
+// The last samples of a stream, always exactly as many as it was made for (silence at first).
+// Appending allocates nothing.
 class SampleRing {
 public:
     explicit SampleRing(std::size_t length);

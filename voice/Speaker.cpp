@@ -10,15 +10,19 @@ namespace tavik {
 
 namespace {
 
-template <typename Condition>
+template<typename Condition>
 std::optional<Voice> firstVoice(const std::vector<Voice>& voices, Condition condition) {
     const auto found = std::find_if(voices.begin(), voices.end(), condition);
     return found == voices.end() ? std::nullopt : std::optional(*found);
 }
 
-bool isEnglish(const Voice& voice) { return voice.language.starts_with("en"); }
+bool isEnglish(const Voice& voice) {
+    return voice.language.starts_with("en");
+}
 
-bool isAmerican(const Voice& voice) { return voice.language == "en-US"; }
+bool isAmerican(const Voice& voice) {
+    return voice.language == "en-US";
+}
 
 std::optional<Voice> bestEnglish(const std::vector<Voice>& installed) {
     for (const VoiceQuality quality : {VoiceQuality::premium, VoiceQuality::enhanced}) {
@@ -38,8 +42,8 @@ std::optional<Voice> bestEnglish(const std::vector<Voice>& installed) {
 
 std::optional<Voice> chooseVoice(const std::string& voiceId, const std::vector<Voice>& installed) {
     if (!voiceId.empty()) {
-        auto chosen = firstVoice(
-            installed, [&](const Voice& voice) { return voice.identifier == voiceId; });
+        auto chosen =
+            firstVoice(installed, [&](const Voice& voice) { return voice.identifier == voiceId; });
         if (chosen)
             return chosen;
     }

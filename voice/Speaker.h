@@ -12,8 +12,8 @@
 namespace tavik {
 
 // The voice to speak with among the installed ones: the one with the identifier `voiceId`; else the
-// first premium, the first enhanced, or the standard American English one. None means that the service
-// decides.
+// first premium, the first enhanced, or the standard American English one. None means that the
+// service decides.
 std::optional<Voice> chooseVoice(const std::string& voiceId, const std::vector<Voice>& installed);
 
 // Speaks answers in the user's voice.
@@ -21,11 +21,12 @@ class Speaker {
 public:
     Speaker(const VoiceServices& services, SharedVoiceState& state);
 
-    // The voice of the moment, by the setting "voiceId"; none when the service has none or is missing.
+    // The voice of the moment, by the setting "voiceId"; none when the service has none or is
+    // missing.
     std::optional<Voice> current();
 
-    // Blocks until `text` is spoken, or an interruption or the orb silenced it. A speech service that
-    // fails is logged: the text is lost, the conversation goes on. Throws Cancelled, silenced.
+    // Blocks until `text` is spoken, or an interruption or the orb silenced it. A speech service
+    // that fails is logged: the text is lost, the conversation goes on. Throws Cancelled, silenced.
     void speakAndWait(const std::string& text, std::stop_token stop);
 
 private:

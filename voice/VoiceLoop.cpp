@@ -35,7 +35,9 @@ VoiceLoop::VoiceLoop(VoiceServices voiceServices, VoiceCallbacks voiceCallbacks)
     : services(std::move(voiceServices))
     , callbacks(std::move(voiceCallbacks)) {}
 
-VoiceLoop::~VoiceLoop() { stop(Report::no); }
+VoiceLoop::~VoiceLoop() {
+    stop(Report::no);
+}
 
 void VoiceLoop::start() {
     if (running)
@@ -90,7 +92,8 @@ void VoiceLoop::cancelAgentTask() {
 void VoiceLoop::run(std::stop_source loop) {
     try {
         callbacks.onPhase({TavikPhase::Kind::preparing, ""});
-        Microphone microphone(services, callbacks, state, [loop]() mutable { loop.request_stop(); });
+        Microphone microphone(services, callbacks, state,
+                              [loop]() mutable { loop.request_stop(); });
         if (!microphone.start(loop.get_token()) || !prepareEars())
             return;
         throwIfStopped(loop.get_token());
@@ -109,16 +112,16 @@ bool VoiceLoop::prepareEars() {
             ears = std::make_unique<Ears>(services);
     } catch (const TranscriberError& error) {
         log(std::string("[stt] ⚠ ") + error.what());
-        callbacks.onPhase(
-            TavikPhase::error("Speech recognition couldn't be prepared. Check your internet connection, "
-                              "then choose Retry in the Tavik menu."));
+        callbacks.onPhase(TavikPhase::error(
+            "Speech recognition couldn't be prepared. Check your internet connection, "
+            "then choose Retry in the Tavik menu."));
         return false;
     }
     if (ears->commands->sampleRate() == tuning::SAMPLE_RATE)
         return true;
-    callbacks.onPhase(
-        TavikPhase::error("Speech recognition isn't available for this microphone. Choose another input "
-                          "in Settings and restart the voice engine."));
+    callbacks.onPhase(TavikPhase::error(
+        "Speech recognition isn't available for this microphone. Choose another input "
+        "in Settings and restart the voice engine."));
     return false;
 }
 

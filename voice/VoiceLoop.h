@@ -12,12 +12,12 @@
 namespace tavik {
 
 class WakeDetector;
-template <typename Result>
+template<typename Result>
 class Task;
 
 // The program's main loop: waits for the wake phrase or the hotkey, holds a conversation, and waits
-// again. `start`, `stop` and destruction belong to one thread, usually the main thread; `triggerSession`
-// and `cancelSession` are safe from any.
+// again. `start`, `stop` and destruction belong to one thread, usually the main thread;
+// `triggerSession` and `cancelSession` are safe from any.
 class VoiceLoop {
 public:
     VoiceLoop(VoiceServices services, VoiceCallbacks callbacks);
@@ -25,8 +25,8 @@ public:
     VoiceLoop(const VoiceLoop&) = delete;
     VoiceLoop& operator=(const VoiceLoop&) = delete;
 
-    // Begins to listen; nothing when it listens already. What fails is reported as phase `error`, and
-    // the loop has then ended; `start` tries again.
+    // Begins to listen; nothing when it listens already. What fails is reported as phase `error`,
+    // and the loop has then ended; `start` tries again.
     void start();
 
     enum class Report { no, yes };

@@ -33,8 +33,8 @@ struct VoiceServices {
     std::function<std::unique_ptr<AgentSession>(std::shared_ptr<Brain>)> makeAgentSession;
 };
 
-// What the voice loop tells. Called from the loop's own threads, `onLevel` from the audio thread; they
-// must return at once and must not call back into the loop.
+// What the voice loop tells. Called from the loop's own threads, `onLevel` from the audio thread;
+// they must return at once and must not call back into the loop.
 struct VoiceCallbacks {
     std::function<void(const TavikPhase&)> onPhase = [](const TavikPhase&) {};
     // A passing notice; the flag tells whether it is a warning.

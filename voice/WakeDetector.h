@@ -10,8 +10,8 @@ class AudioClassifier;
 class UserDefaults;
 struct VoiceServices;
 
-// How alike a window must be to the wake phrase: the setting "wakeThreshold", 0.6 when it is missing or
-// no number, kept within 0.3 to 0.95. Read afresh at every call.
+// How alike a window must be to the wake phrase: the setting "wakeThreshold", 0.6 when it is
+// missing or no number, kept within 0.3 to 0.95. Read afresh at every call.
 double wakeThreshold(UserDefaults& defaults);
 
 // The first stage of hearing the wake phrase: a small neural network over the last 1.5 s.
@@ -25,8 +25,8 @@ public:
 
     bool isAvailable() const { return model != nullptr; }
 
-    // The probability, 0 to 1, that `window` (16 kHz mono) holds the wake phrase; 0 when there is no
-    // model or the prediction failed. Safe from any thread.
+    // The probability, 0 to 1, that `window` (16 kHz mono) holds the wake phrase; 0 when there is
+    // no model or the prediction failed. Safe from any thread.
     double wakeProb(std::span<const float> window);
 
     // Whether `window` is loud enough to look at and its probability reaches the threshold.

@@ -45,16 +45,16 @@ public:
     virtual AudioFormat format() const = 0;
 };
 
-// The desktop's sound server. Every call connects anew when the connection was lost, waits at most two
-// seconds for the server, never starts one, and throws AudioError when there is none. Safe from any
-// thread, but not from a tap or a change handler.
+// The desktop's sound server. Every call connects anew when the connection was lost, waits at most
+// two seconds for the server, never starts one, and throws AudioError when there is none. Safe from
+// any thread, but not from a tap or a change handler.
 class AudioServer {
 public:
     // Interleaved frames as captured, on the server's own thread, which the tap must not hold up: a
     // handful of milliseconds at a time. Allocates nothing in steady state.
     using Tap = std::function<void(std::span<const float> samples, const AudioFormat& format)>;
-    // The capture ended by itself (device gone, server gone), with the reason; once, on the server's
-    // thread.
+    // The capture ended by itself (device gone, server gone), with the reason; once, on the
+    // server's thread.
     using Ended = std::function<void(const std::string& reason)>;
 
     virtual ~AudioServer() = default;
@@ -72,8 +72,8 @@ public:
     virtual std::unique_ptr<AudioCapture> openCapture(const AudioDevice& device, Tap tap,
                                                       Ended ended) = 0;
 
-    // `changed` is called, on the server's thread, whenever the default input, the default output or
-    // the list of devices changes, and when the connection is lost. An empty function ends it.
+    // `changed` is called, on the server's thread, whenever the default input, the default output
+    // or the list of devices changes, and when the connection is lost. An empty function ends it.
     virtual void watchRoutes(std::function<void()> changed) = 0;
 };
 

@@ -9,8 +9,8 @@ struct soxr;
 
 namespace tavik {
 
-// Turns interleaved frames of one format into mono at another rate, as a stream: the filter's state is
-// kept between calls. The channels are averaged. For one thread at a time.
+// Turns interleaved frames of one format into mono at another rate, as a stream: the filter's state
+// is kept between calls. The channels are averaged. For one thread at a time.
 class Resampler {
 public:
     // Throws AudioError for a rate or channel count of 0 or beyond reason (768 kHz, 32 channels).
@@ -19,8 +19,8 @@ public:
     Resampler(const Resampler&) = delete;
     Resampler& operator=(const Resampler&) = delete;
 
-    // The samples that are ready after `frames`, valid until the next call. Allocates only when a call
-    // brings more frames than any before it.
+    // The samples that are ready after `frames`, valid until the next call. Allocates only when a
+    // call brings more frames than any before it.
     std::span<const float> process(std::span<const float> frames);
 
 private:

@@ -19,9 +19,9 @@ public:
 
     virtual Instant now() const = 0;
 
-    // Blocks until `ready()` holds or `deadline` has passed, and returns `ready()`. The caller holds
-    // `lock`; `changed` is notified when `ready` may have changed. Throws Cancelled when `stop` is
-    // requested first.
+    // Blocks until `ready()` holds or `deadline` has passed, and returns `ready()`. The caller
+    // holds `lock`; `changed` is notified when `ready` may have changed. Throws Cancelled when
+    // `stop` is requested first.
     virtual bool waitUntil(std::unique_lock<std::mutex>& lock, std::condition_variable_any& changed,
                            std::stop_token stop, Instant deadline,
                            const std::function<bool()>& ready) = 0;

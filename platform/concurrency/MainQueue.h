@@ -7,9 +7,9 @@
 
 namespace tavik {
 
-// Jobs for the main thread. In a headless run `runLoop` is the main thread's loop; under a toolkit's
-// event loop the toolkit sets a waker and calls `drain` when woken. `async` and `quit` are safe from
-// any thread; the rest belongs to the main thread.
+// Jobs for the main thread. In a headless run `runLoop` is the main thread's loop; under a
+// toolkit's event loop the toolkit sets a waker and calls `drain` when woken. `async` and `quit`
+// are safe from any thread; the rest belongs to the main thread.
 class MainQueue {
 public:
     using Job = std::function<void()>;
@@ -30,9 +30,9 @@ public:
 private:
     std::mutex mutex;
     std::condition_variable wake;
-    std::deque<Job> waiting;          // guarded by mutex
+    std::deque<Job> waiting;           // guarded by mutex
     std::function<void()> wakeToolkit; // guarded by mutex
-    bool quitting = false;            // guarded by mutex
+    bool quitting = false;             // guarded by mutex
 };
 
 } // namespace tavik

@@ -29,7 +29,8 @@ void SerialQueue::async(Job job) {
 }
 
 void SerialQueue::sync(const Job& job) {
-    assert(std::this_thread::get_id() != worker.get_id() && "a job of a queue waits for that queue");
+    assert(std::this_thread::get_id() != worker.get_id() &&
+           "a job of a queue waits for that queue");
     std::packaged_task<void()> task(job);
     async([&task] { task(); });
     task.get_future().get();

@@ -22,7 +22,8 @@ StopSignal::~StopSignal() {
 
 void StopSignal::raise() const {
     const std::uint64_t one = 1;
-    // Cannot fail on a fresh counter; were it ever full, it is readable, which is all that is asked.
+    // Cannot fail on a fresh counter; were it ever full, it is readable, which is all that is
+    // asked.
     [[maybe_unused]] const auto written = write(eventDescriptor, &one, sizeof one);
 }
 

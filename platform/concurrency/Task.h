@@ -10,10 +10,10 @@ namespace tavik {
 
 // A piece of work on a thread of its own that can be cancelled and whose result, or exception, is
 // collected once. Destruction cancels and joins.
-template <typename Result>
+template<typename Result>
 class Task {
 public:
-    template <typename Work>
+    template<typename Work>
     explicit Task(Work work)
         : Task(std::packaged_task<Result(std::stop_token)>(std::move(work))) {}
 

@@ -45,7 +45,8 @@ void UserDefaults::reloadIfChanged() {
     auto parsed = content ? parseJson(*content) : std::nullopt;
     unreadable = !parsed || !parsed->is_object();
     if (unreadable)
-        log("[settings] ⚠ the settings file could not be read as a JSON object — using the defaults");
+        log("[settings] ⚠ the settings file could not be read as a JSON object — using the "
+            "defaults");
     else
         settings = std::move(*parsed);
 }

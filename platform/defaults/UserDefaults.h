@@ -9,11 +9,11 @@
 
 namespace tavik {
 
-// The user's settings: a JSON object in one file. A value of the wrong type counts as missing, so that
-// a look-up's default holds. A change made by another process is seen at the next look-up; keys that
-// this version does not know survive a write. A file that is no JSON object reads as no settings and
-// is kept aside under the added ending ".unreadable" before the first write over it. Safe from any
-// thread.
+// The user's settings: a JSON object in one file. A value of the wrong type counts as missing, so
+// that a look-up's default holds. A change made by another process is seen at the next look-up;
+// keys that this version does not know survive a write. A file that is no JSON object reads as no
+// settings and is kept aside under the added ending ".unreadable" before the first write over it.
+// Safe from any thread.
 class UserDefaults {
 public:
     explicit UserDefaults(std::string path);
@@ -45,9 +45,9 @@ private:
 
     const std::string path;
     std::mutex mutex;
-    Json settings = Json::object();         // guarded by mutex
+    Json settings = Json::object();           // guarded by mutex
     std::optional<FileVersion> loadedVersion; // guarded by mutex
-    bool unreadable = false;                // guarded by mutex; the loaded file was no JSON object
+    bool unreadable = false; // guarded by mutex; the loaded file was no JSON object
 };
 
 } // namespace tavik

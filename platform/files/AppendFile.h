@@ -5,9 +5,9 @@
 
 namespace tavik {
 
-// A file that only grows at its end and that only its owner may read (mode 0600). The folder and the
-// file are created when missing, at the first use; wider rights of an older file are narrowed. Not
-// synchronised: its owner uses it from one queue.
+// A file that only grows at its end and that only its owner may read (mode 0600). The folder and
+// the file are created when missing, at the first use; wider rights of an older file are narrowed.
+// Not synchronised: its owner uses it from one queue.
 class AppendFile {
 public:
     explicit AppendFile(std::string path);

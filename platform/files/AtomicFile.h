@@ -6,8 +6,8 @@
 
 namespace tavik {
 
-// The whole content of a regular file, or nothing when it is missing, unreadable, no regular file or
-// longer than `limit` bytes.
+// The whole content of a regular file, or nothing when it is missing, unreadable, no regular file
+// or longer than `limit` bytes.
 std::optional<std::string> readWholeFile(const std::string& path, std::size_t limit);
 
 // Replaces `path` by a file of mode 0600 with `content`: a reader sees the old content or the new,

@@ -5,7 +5,8 @@
 
 namespace tavik {
 
-// Creates `folder` and its missing parents, each new one with mode 0700. `error` tells of a failure.
+// Creates `folder` and its missing parents, each new one with mode 0700. `error` tells of a
+// failure.
 void createPrivateFolders(const std::string& folder, std::error_code& error);
 
 } // namespace tavik

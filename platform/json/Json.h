@@ -7,12 +7,12 @@
 
 namespace tavik {
 
-// JSON values as they travel: keys keep the order in which they came, so that a provider's own record
-// goes back unchanged.
+// JSON values as they travel: keys keep the order in which they came, so that a provider's own
+// record goes back unchanged.
 using Json = nlohmann::ordered_json;
 
-// Parses a whole text. Nothing when it is not JSON, or nested deeper than 512 levels, which no honest
-// peer sends and which would exhaust the stack of whoever walks the value.
+// Parses a whole text. Nothing when it is not JSON, or nested deeper than 512 levels, which no
+// honest peer sends and which would exhaust the stack of whoever walks the value.
 std::optional<Json> parseJson(std::string_view text);
 
 // On one line without spaces. Bytes that are not UTF-8 become U+FFFD.

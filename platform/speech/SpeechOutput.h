@@ -24,14 +24,14 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-// Speaks texts aloud, one at a time. Safe from any thread. Every call is bounded in time (two seconds)
-// and reconnects when the service was restarted.
+// Speaks texts aloud, one at a time. Safe from any thread. Every call is bounded in time (two
+// seconds) and reconnects when the service was restarted.
 class SpeechOutput {
 public:
     virtual ~SpeechOutput() = default;
 
-    // Hands over `text` and returns once the service has taken it; a text that is still being spoken
-    // is stopped first. Without a voice the service's default speaks. Throws SpeechError.
+    // Hands over `text` and returns once the service has taken it; a text that is still being
+    // spoken is stopped first. Without a voice the service's default speaks. Throws SpeechError.
     virtual void speak(const std::string& text, const std::optional<Voice>& voice) = 0;
 
     // From `speak` until the end of the text, a stop, or the loss of the service. An utterance that

@@ -8,7 +8,9 @@ namespace tavik {
 
 namespace {
 
-re2::StringPiece piece(std::string_view text) { return {text.data(), text.size()}; }
+re2::StringPiece piece(std::string_view text) {
+    return {text.data(), text.size()};
+}
 
 std::string literal(std::string_view replacement) {
     std::string escaped;

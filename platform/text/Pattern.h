@@ -12,8 +12,8 @@ class RE2;
 namespace tavik {
 
 // A regular expression in RE2's syntax (https://github.com/google/re2/wiki/Syntax), matched in time
-// linear in the text whatever the text is. Texts that are not UTF-8 are matched with the faulty bytes
-// replaced. Immutable and safe from any thread.
+// linear in the text whatever the text is. Texts that are not UTF-8 are matched with the faulty
+// bytes replaced. Immutable and safe from any thread.
 class Pattern {
 public:
     enum class Case { sensitive, insensitive };

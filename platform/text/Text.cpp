@@ -24,12 +24,14 @@ std::string utf8(const icu::UnicodeString& text) {
     return result;
 }
 
-// A break iterator over UTF-8 bytes, made from a prototype: cloning is far cheaper than loading rules.
+// A break iterator over UTF-8 bytes, made from a prototype: cloning is far cheaper than loading
+// rules.
 class Characters {
 public:
     explicit Characters(std::string_view bytes) {
         UErrorCode status = U_ZERO_ERROR;
-        text = utext_openUTF8(nullptr, bytes.data(), static_cast<std::int64_t>(bytes.size()), &status);
+        text =
+            utext_openUTF8(nullptr, bytes.data(), static_cast<std::int64_t>(bytes.size()), &status);
         iterator.reset(prototype().clone());
         iterator->setText(text, status);
     }
@@ -58,7 +60,7 @@ private:
 };
 
 // Calls `visit(codePoint, begin, end)` for each code point; a faulty byte counts as a negative one.
-template <typename Visit>
+template<typename Visit>
 void forEachCodePoint(std::string_view text, Visit visit) {
     const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.data());
     const auto length = static_cast<std::int32_t>(text.size());
@@ -122,7 +124,8 @@ std::string trimmed(std::string_view text) {
     });
     if (begin < 0)
         return "";
-    return std::string(text.substr(static_cast<std::size_t>(begin), static_cast<std::size_t>(end - begin)));
+    return std::string(
+        text.substr(static_cast<std::size_t>(begin), static_cast<std::size_t>(end - begin)));
 }
 
 std::vector<std::string> words(std::string_view text) {
@@ -133,8 +136,8 @@ std::vector<std::string> words(std::string_view text) {
         if (isWordCharacter) {
             if (!inWord)
                 found.emplace_back();
-            found.back().append(text.substr(static_cast<std::size_t>(from),
-                                            static_cast<std::size_t>(to - from)));
+            found.back().append(
+                text.substr(static_cast<std::size_t>(from), static_cast<std::size_t>(to - from)));
         }
         inWord = isWordCharacter;
     });
@@ -162,10 +165,10 @@ std::string mediumDateShortTime(std::chrono::system_clock::time_point time) {
     icu::UnicodeString text;
     if (!format)
         return "";
-    format->format(static_cast<UDate>(std::chrono::duration_cast<std::chrono::milliseconds>(
-                                          time.time_since_epoch())
-                                          .count()),
-                   text);
+    format->format(
+        static_cast<UDate>(
+            std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch()).count()),
+        text);
     return utf8(text);
 }
 

@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
-// Texts as people see them. All texts are UTF-8; bytes that are not are replaced by U+FFFD. A character
-// is an extended grapheme cluster (Unicode Standard Annex 29). Safe from any thread.
+// Texts as people see them. All texts are UTF-8; bytes that are not are replaced by U+FFFD. A
+// character is an extended grapheme cluster (Unicode Standard Annex 29). Safe from any thread.
 namespace tavik {
 
 std::size_t characterCount(std::string_view text);

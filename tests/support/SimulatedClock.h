@@ -9,8 +9,8 @@ namespace tavik {
 
 // A clock whose time passes only when everybody waits: as soon as as many threads as were announced
 // sleep on it, it jumps to the earliest of their deadlines. So a schedule of minutes runs in
-// milliseconds and always in the same order of time. A wait that is ready, or stopped, ends without any
-// time passing.
+// milliseconds and always in the same order of time. A wait that is ready, or stopped, ends without
+// any time passing.
 class SimulatedClock : public Clock {
 public:
     // `sleepers`: how many threads must be waiting before time moves.
@@ -31,9 +31,9 @@ private:
     void jumpWhenAllSleep();
 
     mutable std::mutex mutex;
-    std::size_t expectedSleepers;               // guarded by mutex
-    Instant time{};                             // guarded by mutex
-    std::multiset<Instant> deadlines;           // guarded by mutex; of the threads that wait
+    std::size_t expectedSleepers;     // guarded by mutex
+    Instant time{};                   // guarded by mutex
+    std::multiset<Instant> deadlines; // guarded by mutex; of the threads that wait
 };
 
 } // namespace tavik

@@ -28,7 +28,8 @@ timeToCancel(const std::function<void(std::stop_token)>& work,
         ADD_FAILURE() << "ended without being cancelled";
     } catch (const Cancelled&) {
         EXPECT_TRUE(source.stop_requested());
-        return std::chrono::duration_cast<std::chrono::milliseconds>(steady_clock::now() - requested);
+        return std::chrono::duration_cast<std::chrono::milliseconds>(steady_clock::now() -
+                                                                     requested);
     }
     return std::chrono::hours(1);
 }

@@ -74,7 +74,8 @@ TEST_F(VoiceWorld, SaysThatThereIsNoKey) {
     brain.reset();
     start();
     ASSERT_TRUE(reaches(Kind::idle));
-    EXPECT_TRUE(logged("Tavik ready. Voice: Emma. Brain: NO KEY — add one in Settings. Say \"Hey Vessa\"."));
+    EXPECT_TRUE(logged(
+        "Tavik ready. Voice: Emma. Brain: NO KEY — add one in Settings. Say \"Hey Vessa\"."));
     loop->triggerSession();
     say(1s);
     ASSERT_TRUE(reaches(Kind::speaking));
@@ -101,8 +102,9 @@ TEST_F(VoiceWorld, SpeaksAFailureAndListensOn) {
 
 TEST_F(VoiceWorld, TheHotkeyInterruptsAnAnswerAndANewCommandFollows) {
     commands = {"tell me a story", "make it short"};
-    brain->replies = {"Once upon a time there was a very long story that went on and on and on and on.",
-                      "The end."};
+    brain->replies = {
+        "Once upon a time there was a very long story that went on and on and on and on.",
+        "The end."};
     start();
     ASSERT_TRUE(reaches(Kind::idle));
     loop->triggerSession();
@@ -110,7 +112,8 @@ TEST_F(VoiceWorld, TheHotkeyInterruptsAnAnswerAndANewCommandFollows) {
     ASSERT_TRUE(reaches(Kind::speaking));
     loop->triggerSession();
     EXPECT_FALSE(speech.isSpeaking());
-    ASSERT_TRUE(eventually([&] { return logged("✋ interrupted — listening for the new command"); }));
+    ASSERT_TRUE(
+        eventually([&] { return logged("✋ interrupted — listening for the new command"); }));
     say(1s);
     ASSERT_TRUE(eventually([&] { return speech.spoken().size() == 2; }));
     EXPECT_EQ(speech.spoken().back(), "The end.");

@@ -105,7 +105,7 @@ private:
         Ended ended;
     };
 
-    template <typename Answer>
+    template<typename Answer>
     Answer answer(Answer value) const {
         if (isDown)
             throw AudioError("the sound server does not answer");
@@ -113,8 +113,8 @@ private:
     }
 
     std::mutex mutex;
-    Capture* open = nullptr;           // guarded by mutex
-    int openCount = 0;                 // guarded by mutex
+    Capture* open = nullptr;            // guarded by mutex
+    int openCount = 0;                  // guarded by mutex
     std::function<void()> routeChanged; // guarded by mutex
 };
 

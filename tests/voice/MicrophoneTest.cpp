@@ -21,8 +21,9 @@ TEST_F(VoiceWorld, FallsBackWhenTheSavedMicrophoneIsGone) {
     start();
     ASSERT_TRUE(reaches(Kind::idle));
     EXPECT_EQ(audio.openedDevice(), "mic.one");
-    EXPECT_THAT(notices,
-                ElementsAre("Saved mic \"Lost one\" isn't connected — using the system default input."));
+    EXPECT_THAT(
+        notices,
+        ElementsAre("Saved mic \"Lost one\" isn't connected — using the system default input."));
     EXPECT_TRUE(logged("[mic] ⚠ saved device \"Lost one\" not found — using system default"));
 }
 
@@ -36,7 +37,8 @@ TEST_F(VoiceWorld, SaysWhichMicrophoneCannotBeUsed) {
              defaults.set("micDevice", "Headset");
              audio.confirmsDefault = false;
          },
-         "Couldn't switch the mic to \"Headset\" — the OS never confirmed it. Pick another input in "
+         "Couldn't switch the mic to \"Headset\" — the OS never confirmed it. Pick another input "
+         "in "
          "Settings."},
         {[&] {
              defaults.remove("micDevice");
@@ -89,10 +91,12 @@ TEST_F(VoiceWorld, GivesUpASilentDeviceAfterThreeRebuilds) {
     microphoneIsDead = true;
     start();
     ASSERT_TRUE(reaches(Kind::error));
-    EXPECT_EQ(phases().back(), "error: The microphone isn't delivering any audio. Try another input "
-                               "device in Settings.");
+    EXPECT_EQ(phases().back(),
+              "error: The microphone isn't delivering any audio. Try another input "
+              "device in Settings.");
     EXPECT_EQ(audio.opens(), 4);
-    EXPECT_TRUE(logged("[mic] no audio after 5s (silent retry 3/3) — rebuilding the audio front-end"));
+    EXPECT_TRUE(
+        logged("[mic] no audio after 5s (silent retry 3/3) — rebuilding the audio front-end"));
     EXPECT_TRUE(eventually([&] { return !loop->isRunning(); }));
     microphoneIsDead = false;
     loop->start();

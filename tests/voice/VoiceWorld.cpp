@@ -87,7 +87,8 @@ BrainReply FakeBrain::chat(const std::vector<AgentMessage>&, const std::vector<T
         systemClock().sleepFor(10s, stop);
     throwIfStopped(stop);
     if (replies.empty())
-        throw BrainError("Gemini is overloaded right now. That's on their side — try again in a moment.");
+        throw BrainError(
+            "Gemini is overloaded right now. That's on their side — try again in a moment.");
     BrainReply reply{replies.front(), {}};
     replies.pop_front();
     return reply;
@@ -146,14 +147,15 @@ VoiceServices VoiceWorld::services() {
         .openTranscriber =
             [this, nextCommand](Vocabulary vocabulary) {
                 return std::make_unique<FakeTranscriber>(
-                    vocabulary == Vocabulary::commands
-                        ? std::function<std::string()>(nextCommand)
-                        : [this] { return wakeTranscript; });
+                    vocabulary == Vocabulary::commands ? std::function<std::string()>(nextCommand)
+                                                       : [this] { return wakeTranscript; });
             },
         .loadWakeModel = [] { return std::make_unique<FakeClassifier>(); },
         .makeBrain = [this] { return brain; },
         .makeAgentSession =
-            [](std::shared_ptr<Brain> made) { return std::make_unique<AgentSession>(std::move(made)); },
+            [](std::shared_ptr<Brain> made) {
+                return std::make_unique<AgentSession>(std::move(made));
+            },
     };
 }
 

@@ -25,7 +25,9 @@ public:
     void speak(const std::string& text, const std::optional<Voice>& voice) override;
     bool isSpeaking() override;
     void stopSpeaking() override;
-    std::vector<Voice> voices() override { return {{"one", "Emma", "en-US", VoiceQuality::compact}}; }
+    std::vector<Voice> voices() override {
+        return {{"one", "Emma", "en-US", VoiceQuality::compact}};
+    }
 
     std::vector<std::string> spoken();
     std::atomic<bool> isMissing = false;
@@ -37,7 +39,8 @@ private:
     Clock::Instant until{};
 };
 
-// Answers with the scripted replies in turn; an empty one fails. With `isSlow` it thinks until stopped.
+// Answers with the scripted replies in turn; an empty one fails. With `isSlow` it thinks until
+// stopped.
 class FakeBrain : public Brain {
 public:
     std::string label() const override { return "fake/model"; }
@@ -88,7 +91,7 @@ private:
     VoiceCallbacks callbacks();
 
     std::mutex mutex;
-    std::vector<TavikPhase> reported;               // guarded by mutex
+    std::vector<TavikPhase> reported;                     // guarded by mutex
     std::deque<std::pair<float, Clock::Duration>> sounds; // guarded by mutex; level and rest
     std::jthread microphone;
 };

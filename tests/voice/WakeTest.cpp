@@ -57,9 +57,11 @@ TEST(Wake, ThresholdIsKeptWithinItsRange) {
 }
 
 TEST(Wake, VerificationWantsTheWordAmongFew) {
-    for (const char* confirmed : {"hey vessa", "Vessa!", "hey vesa open mail", "WESSA", "hey-vessas"})
+    for (const char* confirmed :
+         {"hey vessa", "Vessa!", "hey vesa open mail", "WESSA", "hey-vessas"})
         EXPECT_TRUE(confirmsWakePhrase(confirmed)) << confirmed;
-    for (const char* rejected : {"", "hey there", "so I was telling vessa about the thing", "vanessa"})
+    for (const char* rejected :
+         {"", "hey there", "so I was telling vessa about the thing", "vanessa"})
         EXPECT_FALSE(confirmsWakePhrase(rejected)) << rejected;
 }
 
@@ -91,7 +93,8 @@ protected:
 
 TEST_F(WakeDetectorTest, AsksTheModelOnlyAboutSoundAndTakesTheThresholdItself) {
     defaults.set("wakeThreshold", 0.5);
-    WakeDetector detector(servicesWith([&] { return std::make_unique<CountingClassifier>(asked, 0.5F); }));
+    WakeDetector detector(
+        servicesWith([&] { return std::make_unique<CountingClassifier>(asked, 0.5F); }));
     EXPECT_FALSE(detector.isCandidate(std::vector<float>(24000, 0.00009F)));
     EXPECT_FALSE(detector.isCandidate(std::vector<float>(24000, NAN)));
     EXPECT_EQ(asked, 0);
@@ -99,8 +102,8 @@ TEST_F(WakeDetectorTest, AsksTheModelOnlyAboutSoundAndTakesTheThresholdItself) {
 }
 
 TEST_F(WakeDetectorTest, LivesWithoutAModelAndWithAFailingOne) {
-    WakeDetector without(
-        servicesWith([]() -> std::unique_ptr<AudioClassifier> { throw ModelError("no such file"); }));
+    WakeDetector without(servicesWith(
+        []() -> std::unique_ptr<AudioClassifier> { throw ModelError("no such file"); }));
     EXPECT_FALSE(without.isAvailable());
     EXPECT_EQ(without.wakeProb(std::vector<float>(24000, 0.5F)), 0);
     WakeDetector failing(servicesWith([&] {

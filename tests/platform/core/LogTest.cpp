@@ -37,7 +37,8 @@ TEST(Log, StampsEachLineAndKeepsTheOrderOfAThread) {
     TavikLog::flush();
     const auto lines = linesOf(logPath());
     ASSERT_EQ(lines.size(), 2U);
-    EXPECT_THAT(lines[0], MatchesRegex(R"(\[[0-2][0-9]:[0-5][0-9]:[0-5][0-9]\.[0-9]{3}\] \[test\] first)"));
+    EXPECT_THAT(lines[0],
+                MatchesRegex(R"(\[[0-2][0-9]:[0-5][0-9]:[0-5][0-9]\.[0-9]{3}\] \[test\] first)"));
     EXPECT_THAT(lines[1], HasSubstr("] [test] second 🔔"));
     EXPECT_EQ(modeOf(logPath()), 0600U);
 }

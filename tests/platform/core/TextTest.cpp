@@ -1,5 +1,5 @@
-#include "platform/text/Pattern.h"
 #include "platform/text/Text.h"
+#include "platform/text/Pattern.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -15,8 +15,9 @@ TEST(Text, CountsAndCutsAsPeopleDo) {
     const std::vector<Case> cases = {
         {"", 0, ""},
         {"abc", 3, "ab"},
-        {"e\xCC\x81ta", 3, "e\xCC\x81t"},       // a letter with a combining accent
-        {"👩‍👩‍👧👍🏽x", 3, "👩‍👩‍👧👍🏽"}, // a family, and a thumb with its colour
+        {"e\xCC\x81ta", 3, "e\xCC\x81t"}, // a letter with a combining accent
+        {"👩‍👩‍👧👍🏽x", 3,
+         "👩‍👩‍👧👍🏽"}, // a family, and a thumb with its colour
         {"🇩🇪🇫🇷🇮🇹", 3, "🇩🇪🇫🇷"},
         {"\r\na", 2, "\r\na"},
         {"a\xFFz", 3, "a\xEF\xBF\xBD"},
@@ -35,7 +36,9 @@ TEST(Text, ChangesCase) {
 }
 
 TEST(Text, TrimsSplitsAndJoins) {
-    EXPECT_EQ(trimmed(" \t\n a b \xC2\xA0" "\r\n"), "a b");
+    EXPECT_EQ(trimmed(" \t\n a b \xC2\xA0"
+                      "\r\n"),
+              "a b");
     EXPECT_EQ(trimmed(" \n "), "");
     EXPECT_THAT(words("Hey, Vessa! it's 9—10"), ElementsAre("Hey", "Vessa", "it", "s", "9", "10"));
     EXPECT_THAT(words("…"), IsEmpty());
@@ -51,8 +54,9 @@ TEST(Pattern, MatchesHostileTextInLinearTime) {
 TEST(Pattern, FindsAndReplacesLiterally) {
     const auto tag = Pattern::compile("<[^>]+>", Pattern::Case::insensitive);
     EXPECT_EQ(tag->replaceAll("<p>a</p>", R"(\1$&)"), R"(\1$&a\1$&)");
-    EXPECT_EQ(Pattern::compile("DELETE|send", Pattern::Case::insensitive)->firstMatch("now Delete it"),
-              "Delete");
+    EXPECT_EQ(
+        Pattern::compile("DELETE|send", Pattern::Case::insensitive)->firstMatch("now Delete it"),
+        "Delete");
     EXPECT_FALSE(Pattern::compile("(", Pattern::Case::sensitive));
 }
 

@@ -27,7 +27,8 @@ TEST_F(UserDefaultsTest, KeepsUnknownKeysAndTheirOrder) {
     defaults.set("provider", "openai");
     defaults.set("verbosity", "normal");
     defaults.remove("verbosity");
-    EXPECT_EQ(compactJson(*parseJson(readFile(path))), R"({"future":{"b":1,"a":2},"provider":"openai"})");
+    EXPECT_EQ(compactJson(*parseJson(readFile(path))),
+              R"({"future":{"b":1,"a":2},"provider":"openai"})");
 }
 
 TEST_F(UserDefaultsTest, SeesWhatAnotherProcessWrites) {

@@ -1,0 +1,204 @@
+#include "platform/audio/PulseAudioServer.h"
+
+#include "platform/audio/PulseCapture.h"
+#include "platform/audio/PulseConnection.h"
+#include "platform/concurrency/Clock.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace tavik {
+
+namespace {
+
+constexpr int confirmations = 40;
+constexpr auto confirmationPause = std::chrono::milliseconds(50);
+
+// What an introspection call collects, and for whom it signals.
+template<typename Value>
+struct Collection {
+    const PulseConnection& connection;
+    std::vector<Value> values;
+};
+
+template<typename Info>
+AudioDevice deviceOf(const Info& info) {
+    return {info.index,
+            info.name ? info.name : "",
+            info.description ? info.description : "",
+            {info.sample_spec.rate, info.sample_spec.channels}};
+}
+
+// A source that is no monitor of an output.
+void collectInput(pa_context*, const pa_source_info* info, int end, void* data) {
+    auto* collection = static_cast<Collection<AudioDevice>*>(data);
+    if (end == 0 && info->monitor_of_sink == PA_INVALID_INDEX)
+        collection->values.push_back(deviceOf(*info));
+    else if (end != 0)
+        collection->connection.signal();
+}
+
+void collectOutput(pa_context*, const pa_sink_info* info, int end, void* data) {
+    auto* collection = static_cast<Collection<AudioDevice>*>(data);
+    if (end == 0)
+        collection->values.push_back(deviceOf(*info));
+    else
+        collection->connection.signal();
+}
+
+struct Defaults {
+    std::string source;
+    std::string sink;
+};
+
+void collectDefaults(pa_context*, const pa_server_info* info, void* data) {
+    auto* collection = static_cast<Collection<Defaults>*>(data);
+    if (info)
+        collection->values.push_back({info->default_source_name ? info->default_source_name : "",
+                                      info->default_sink_name ? info->default_sink_name : ""});
+    collection->connection.signal();
+}
+
+void noteSuccess(pa_context*, int success, void* data) {
+    auto* collection = static_cast<Collection<bool>*>(data);
+    collection->values.push_back(success != 0);
+    collection->connection.signal();
+}
+
+// The lock is held by the caller of all four.
+std::vector<AudioDevice> inputsOf(PulseConnection& connection) {
+    Collection<AudioDevice> inputs{connection, {}};
+    connection.complete(
+        pa_context_get_source_info_list(connection.context(), collectInput, &inputs));
+    return inputs.values;
+}
+
+std::vector<AudioDevice> outputsOf(PulseConnection& connection) {
+    Collection<AudioDevice> outputs{connection, {}};
+    connection.complete(
+        pa_context_get_sink_info_list(connection.context(), collectOutput, &outputs));
+    return outputs.values;
+}
+
+Defaults defaultsOf(PulseConnection& connection) {
+    Collection<Defaults> defaults{connection, {}};
+    connection.complete(
+        pa_context_get_server_info(connection.context(), collectDefaults, &defaults));
+    return defaults.values.empty() ? Defaults{} : defaults.values.front();
+}
+
+bool setDefaultSource(PulseConnection& connection, const std::string& identifier) {
+    Collection<bool> success{connection, {}};
+    connection.complete(pa_context_set_default_source(connection.context(), identifier.c_str(),
+                                                      noteSuccess, &success));
+    return !success.values.empty() && success.values.front();
+}
+
+std::optional<AudioDevice> withIdentifier(const std::vector<AudioDevice>& devices,
+                                          const std::string& identifier) {
+    const auto found = std::find_if(devices.begin(), devices.end(), [&](const AudioDevice& device) {
+        return device.identifier == identifier;
+    });
+    return found == devices.end() ? std::nullopt : std::optional(*found);
+}
+
+} // namespace
+
+std::unique_ptr<AudioServer> makePulseAudioServer() {
+    return std::make_unique<PulseAudioServer>();
+}
+
+PulseAudioServer::~PulseAudioServer() {
+    watchRoutes({});
+}
+
+std::shared_ptr<PulseConnection> PulseAudioServer::connected() {
+    const std::lock_guard guard(connecting);
+    if (connection) {
+        const PulseConnection::Lock lock(*connection);
+        if (connection->isAlive())
+            return connection;
+    }
+    connection.reset();
+    connection = std::make_shared<PulseConnection>();
+    const PulseConnection::Lock lock(*connection);
+    connection->onLost = [this] { tellOfChange(); };
+    subscribe(*connection);
+    return connection;
+}
+
+void PulseAudioServer::subscribe(PulseConnection& fresh) {
+    pa_context_set_subscribe_callback(
+        fresh.context(),
+        [](pa_context*, pa_subscription_event_type_t event, std::uint32_t, void* self) {
+            const auto facility = event & PA_SUBSCRIPTION_EVENT_FACILITY_MASK;
+            const auto kind = event & PA_SUBSCRIPTION_EVENT_TYPE_MASK;
+            // A device's own changes, such as its volume, are no change of the route.
+            if (facility == PA_SUBSCRIPTION_EVENT_SERVER || kind != PA_SUBSCRIPTION_EVENT_CHANGE)
+                static_cast<PulseAudioServer*>(self)->tellOfChange();
+        },
+        this);
+    const auto mask = static_cast<pa_subscription_mask_t>(
+        PA_SUBSCRIPTION_MASK_SERVER | PA_SUBSCRIPTION_MASK_SOURCE | PA_SUBSCRIPTION_MASK_SINK);
+    Collection<bool> success{fresh, {}};
+    fresh.complete(pa_context_subscribe(fresh.context(), mask, noteSuccess, &success));
+}
+
+void PulseAudioServer::tellOfChange() {
+    const std::lock_guard guard(watching);
+    if (routeChanged)
+        routeChanged();
+}
+
+std::vector<AudioDevice> PulseAudioServer::inputs() {
+    const auto server = connected();
+    const PulseConnection::Lock lock(*server);
+    return inputsOf(*server);
+}
+
+std::optional<AudioDevice> PulseAudioServer::defaultInput() {
+    const auto server = connected();
+    const PulseConnection::Lock lock(*server);
+    return withIdentifier(inputsOf(*server), defaultsOf(*server).source);
+}
+
+std::optional<AudioDevice> PulseAudioServer::defaultOutput() {
+    const auto server = connected();
+    const PulseConnection::Lock lock(*server);
+    return withIdentifier(outputsOf(*server), defaultsOf(*server).sink);
+}
+
+bool PulseAudioServer::setDefaultInputConfirmed(const AudioDevice& device, std::stop_token stop) {
+    const auto server = connected();
+    {
+        const PulseConnection::Lock lock(*server);
+        if (!setDefaultSource(*server, device.identifier))
+            return false;
+    }
+    for (int read = 0; read < confirmations; ++read) {
+        {
+            const PulseConnection::Lock lock(*server);
+            if (defaultsOf(*server).source == device.identifier)
+                return true;
+        }
+        systemClock().sleepFor(confirmationPause, stop);
+    }
+    return false;
+}
+
+std::unique_ptr<AudioCapture> PulseAudioServer::openCapture(const AudioDevice& device, Tap tap,
+                                                            Ended ended) {
+    return std::make_unique<PulseCapture>(connected(), device, std::move(tap), std::move(ended));
+}
+
+void PulseAudioServer::watchRoutes(std::function<void()> changed) {
+    const bool wanted = static_cast<bool>(changed);
+    {
+        const std::lock_guard guard(watching);
+        routeChanged = std::move(changed);
+    }
+    if (wanted)
+        connected();
+}
+
+} // namespace tavik

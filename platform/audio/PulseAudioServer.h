@@ -1,0 +1,37 @@
+#pragma once
+
+#include "platform/audio/AudioServer.h"
+
+#include <memory>
+#include <mutex>
+
+namespace tavik {
+
+class PulseConnection;
+
+// The sound server through libpulse: PulseAudio, or PipeWire's pulse server.
+class PulseAudioServer : public AudioServer {
+public:
+    ~PulseAudioServer() override;
+
+    std::vector<AudioDevice> inputs() override;
+    std::optional<AudioDevice> defaultInput() override;
+    std::optional<AudioDevice> defaultOutput() override;
+    bool setDefaultInputConfirmed(const AudioDevice& device, std::stop_token stop) override;
+    std::unique_ptr<AudioCapture> openCapture(const AudioDevice& device, Tap tap,
+                                              Ended ended) override;
+    void watchRoutes(std::function<void()> changed) override;
+
+private:
+    // The living connection, or a new one. Throws AudioError.
+    std::shared_ptr<PulseConnection> connected();
+    void subscribe(PulseConnection& connection);
+    void tellOfChange();
+
+    std::mutex connecting;
+    std::shared_ptr<PulseConnection> connection; // guarded by connecting
+    std::mutex watching;
+    std::function<void()> routeChanged; // guarded by watching
+};
+
+} // namespace tavik
