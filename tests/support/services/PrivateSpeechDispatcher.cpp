@@ -1,0 +1,92 @@
+#include "tests/support/services/PrivateSpeechDispatcher.h"
+
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <thread>
+#include <unistd.h>
+
+namespace tavik {
+
+namespace {
+
+using namespace std::chrono_literals;
+using std::chrono::steady_clock;
+
+constexpr auto startPatience = 10s;
+
+bool accepts(const std::string& path) {
+    const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
+    const bool connected =
+        connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    close(descriptor);
+    return connected;
+}
+
+} // namespace
+
+PrivateSpeechDispatcher::PrivateSpeechDispatcher(std::string pulseServer)
+    : sound(std::move(pulseServer)) {
+    writeConfiguration();
+    start();
+}
+
+std::string PrivateSpeechDispatcher::address() const {
+    return "unix_socket:" + folder.file("speechd");
+}
+
+void PrivateSpeechDispatcher::writeConfiguration() const {
+    std::filesystem::create_directories(folder.file("conf/modules"));
+    std::filesystem::create_directories(folder.file("log"));
+    std::ofstream(folder.file("conf/speechd.conf"))
+        << "LogLevel 1\n"
+           "LogDir \""
+        << folder.file("log")
+        << "\"\n"
+           "DefaultLanguage \"en-US\"\n"
+           "DefaultVolume 100\n"
+           "AudioOutputMethod \"pulse\"\n"
+           "AudioPulseServer \""
+        << sound
+        << "\"\n"
+           "AudioPulseMinLength 10\n"
+           "AddModule \"espeak-ng\" \"sd_espeak-ng\" \"espeak-ng.conf\"\n"
+           "DefaultModule espeak-ng\n";
+    std::ofstream(folder.file("conf/modules/espeak-ng.conf")) << "Debug 0\n";
+}
+
+void PrivateSpeechDispatcher::restart() {
+    kill();
+    start();
+}
+
+void PrivateSpeechDispatcher::start() {
+    std::filesystem::remove(folder.file("speechd"));
+    const std::string home = folder.file("");
+    daemon = std::make_unique<ChildProcess>(ChildProcess::Command{
+        .arguments = {"speech-dispatcher", "-s", "-C", folder.file("conf"), "-L",
+                      folder.file("log"), "-P", folder.file("pid"), "-c", "unix_socket", "-S",
+                      folder.file("speechd"), "-t", "0"},
+        .environment = {{"HOME", home},
+                        {"XDG_RUNTIME_DIR", home},
+                        {"PULSE_SERVER", sound},
+                        {"SPEECHD_ADDRESS", std::nullopt},
+                        {"DBUS_SESSION_BUS_ADDRESS", std::nullopt}},
+        .outputPath = folder.file("output"),
+        .input = "",
+    });
+    const auto deadline = steady_clock::now() + startPatience;
+    while (!accepts(folder.file("speechd"))) {
+        if (!daemon->isRunning() || steady_clock::now() > deadline)
+            throw std::runtime_error("the private speech service did not start");
+        std::this_thread::sleep_for(20ms);
+    }
+}
+
+} // namespace tavik

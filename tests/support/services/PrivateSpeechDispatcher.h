@@ -1,0 +1,34 @@
+#pragma once
+
+#include "tests/support/services/ChildProcess.h"
+#include "tests/support/services/ServiceFolder.h"
+
+#include <memory>
+#include <string>
+
+namespace tavik {
+
+// A speech service of our own that speaks with espeak-ng through the given sound server.
+class PrivateSpeechDispatcher {
+public:
+    // Throws std::runtime_error when it does not come up within ten seconds.
+    explicit PrivateSpeechDispatcher(std::string pulseServer);
+
+    // For SPEECHD_ADDRESS.
+    std::string address() const;
+
+    // The daemon. Its synthesisers are its own children and end with it.
+    ChildProcess& process() { return *daemon; }
+    void kill() { daemon->kill(); }
+    void restart();
+
+private:
+    void writeConfiguration() const;
+    void start();
+
+    const std::string sound;
+    ServiceFolder folder;
+    std::unique_ptr<ChildProcess> daemon;
+};
+
+} // namespace tavik
