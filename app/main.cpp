@@ -29,15 +29,15 @@ int runAgentTask(const std::string& task) {
 
 int listen(const CommandLine& commandLine) {
     const QuitSignals signals([] { MainQueue::shared().quit(); });
-    std::optional<SingleInstanceGuard> guard;
-    if (!commandLine.isHeadless) {
-        guard = SingleInstanceGuard::acquire();
-        if (!guard) {
-            log("[single-instance] rejected duplicate launch");
-            return 0;
-        }
+    if (commandLine.isHeadless) {
+        runHeadless();
+        return 0;
     }
-    runHeadless();
+    const auto guard = SingleInstanceGuard::acquire();
+    if (guard)
+        runHeadless();
+    else
+        log("[single-instance] rejected duplicate launch");
     return 0;
 }
 

@@ -1,0 +1,154 @@
+#include "platform/speech/SsipConnection.h"
+
+#include "platform/speech/SpeechOutput.h"
+#include "platform/speech/SsipAddress.h"
+
+#include <array>
+#include <cctype>
+#include <cerrno>
+#include <cstdlib>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+#include <utility>
+
+namespace tavik {
+
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr auto patience = std::chrono::seconds(2);
+constexpr std::size_t codeDigits = 3;
+constexpr int firstErrorCode = 300;
+constexpr int firstEventCode = 700;
+// The list of all voices with their variants has about a megabyte.
+constexpr std::size_t longestReply = 16 * 1024 * 1024;
+
+constexpr const char* noAnswer = "the speech service does not answer";
+
+bool isEvent(int code) {
+    return code >= firstEventCode && code < firstEventCode + 100;
+}
+
+} // namespace
+
+SsipConnection::SsipConnection(EventHandler onEvent)
+    : handleEvent(std::move(onEvent))
+    , descriptor(connectToSpeechService()) {}
+
+SsipConnection::~SsipConnection() {
+    close(descriptor);
+}
+
+SsipConnection::Reply SsipConnection::request(std::string_view text) {
+    // A notification's reply comes first, and is passed over while waiting.
+    send(text, steady_clock::now() + patience);
+    auto deadline = steady_clock::now() + patience;
+    while (replies.empty()) {
+        if (isLost || !waitFor(POLLIN, deadline))
+            throw SpeechError(noAnswer);
+        if (receive())
+            deadline = steady_clock::now() + patience;
+    }
+    Reply reply = std::move(replies.front());
+    replies.erase(replies.begin());
+    if (reply.code >= firstErrorCode)
+        throw SpeechError("the speech service refused: " +
+                          (reply.lines.empty() ? std::to_string(reply.code) : reply.lines.back()));
+    return reply;
+}
+
+bool SsipConnection::notify(std::string_view line) {
+    try {
+        send(line, steady_clock::now());
+        ++repliesToPassOver;
+        return true;
+    } catch (const SpeechError&) {
+        return false;
+    }
+}
+
+bool SsipConnection::poll() {
+    while (!isLost && waitFor(POLLIN, steady_clock::now()))
+        receive();
+    return !isLost;
+}
+
+void SsipConnection::send(std::string_view bytes, Deadline deadline) {
+    while (!bytes.empty()) {
+        const ssize_t sent = ::send(descriptor, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        if (sent >= 0) {
+            bytes.remove_prefix(static_cast<std::size_t>(sent));
+        } else if (errno != EINTR && (errno != EAGAIN || !waitFor(POLLOUT, deadline))) {
+            // A line that went out in part cannot be taken back.
+            isLost = true;
+            throw SpeechError(noAnswer);
+        }
+    }
+}
+
+bool SsipConnection::waitFor(short events, Deadline deadline) const {
+    while (true) {
+        const auto left =
+            std::chrono::ceil<std::chrono::milliseconds>(deadline - steady_clock::now());
+        pollfd polled{descriptor, events, 0};
+        const int count = ::poll(&polled, 1, std::max(0, static_cast<int>(left.count())));
+        if (count >= 0 || errno != EINTR)
+            return count > 0;
+    }
+}
+
+// Whether anything came.
+bool SsipConnection::receive() {
+    std::array<char, 16384> buffer;
+    const ssize_t count = recv(descriptor, buffer.data(), buffer.size(), 0);
+    if (count > 0) {
+        received.append(buffer.data(), static_cast<std::size_t>(count));
+        takeLines();
+        return true;
+    }
+    isLost = isLost || count == 0 || (errno != EAGAIN && errno != EINTR);
+    return false;
+}
+
+void SsipConnection::takeLines() {
+    std::size_t begin = 0;
+    for (std::size_t end; (end = received.find('\n', begin)) != std::string::npos;
+         begin = end + 1) {
+        std::string line = received.substr(begin, end - begin);
+        if (line.ends_with('\r'))
+            line.pop_back();
+        takeLine(line);
+    }
+    received.erase(0, begin);
+    isLost = isLost || received.size() > longestReply;
+}
+
+// "250-more to come", "250 the last one".
+void SsipConnection::takeLine(const std::string& line) {
+    const bool hasCode = line.size() > codeDigits &&
+                         std::isdigit(static_cast<unsigned char>(line[0])) &&
+                         (line[codeDigits] == '-' || line[codeDigits] == ' ');
+    if (!hasCode) {
+        isLost = true; // no speech service talks like this
+        return;
+    }
+    growing.code = std::atoi(line.substr(0, codeDigits).c_str());
+    growing.lines.push_back(line.substr(codeDigits + 1));
+    isLost = isLost || growing.lines.size() > longestReply / 16;
+    if (line[codeDigits] == ' ')
+        finishReply();
+}
+
+void SsipConnection::finishReply() {
+    Reply reply = std::exchange(growing, {});
+    if (isEvent(reply.code))
+        handleEvent(reply.code, reply.lines.front());
+    else if (repliesToPassOver > 0)
+        --repliesToPassOver;
+    else
+        replies.push_back(std::move(reply));
+}
+
+} // namespace tavik

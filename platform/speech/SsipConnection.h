@@ -1,0 +1,61 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tavik {
+
+// A connection that speaks the Speech Synthesis Interface Protocol: lines that end in CR LF,
+// replies with a three-digit code, and events (codes 700 to 799) in between at any time
+// (https://htmlpreview.github.io/?https://github.com/brailcom/speechd/blob/master/doc/ssip.html).
+// For one thread at a time.
+class SsipConnection {
+public:
+    struct Reply {
+        int code = 0;
+        std::vector<std::string> lines; // without codes; the last one tells the outcome in words
+    };
+    // The code and the number of the utterance.
+    using EventHandler = std::function<void(int code, const std::string& utterance)>;
+
+    // Connects. Throws SpeechError.
+    explicit SsipConnection(EventHandler onEvent);
+    ~SsipConnection();
+    SsipConnection(const SsipConnection&) = delete;
+    SsipConnection& operator=(const SsipConnection&) = delete;
+
+    // Sends a line, or a text's lines, and waits for the reply, at most until two seconds have
+    // passed since the last sign of life. Throws SpeechError when there is none, or the reply is an
+    // error (code 300 and above); after a missing reply the connection is of no more use.
+    Reply request(std::string_view text);
+
+    // Sends a line without waiting for its reply, which is passed over when it comes. False when
+    // the connection is lost or clogged.
+    bool notify(std::string_view line);
+
+    // Handles what has arrived, without waiting. False when the connection is lost.
+    bool poll();
+
+private:
+    using Deadline = std::chrono::steady_clock::time_point;
+
+    void send(std::string_view bytes, Deadline deadline);
+    bool waitFor(short events, Deadline deadline) const;
+    bool receive();
+    void takeLines();
+    void takeLine(const std::string& line);
+    void finishReply();
+
+    EventHandler handleEvent;
+    int descriptor;
+    bool isLost = false;
+    std::string received; // bytes not yet taken apart into lines
+    Reply growing;
+    std::vector<Reply> replies; // complete and not yet collected
+    int repliesToPassOver = 0;
+};
+
+} // namespace tavik
