@@ -21,6 +21,7 @@ TEST(SingleInstance, OnlyOneHoldsTheLockUntilItGoes) {
 }
 
 TEST(SingleInstance, RefusesToRunWithoutALock) {
+    log("[test] the log is open before the home folder changes");
     const std::string before = std::getenv("HOME");
     const TemporaryFolder folder;
     writeFile(folder.file("home"), "a file where a folder should be");

@@ -105,6 +105,12 @@ VoiceWorld::~VoiceWorld() {
 }
 
 void VoiceWorld::start() {
+    loop.reset();
+    {
+        const std::lock_guard lock(mutex);
+        reported.clear();
+        seen = 0;
+    }
     loop = std::make_unique<VoiceLoop>(services(), callbacks());
     loop->start();
 }
@@ -189,20 +195,29 @@ void VoiceWorld::pause(Clock::Duration duration) {
 }
 
 bool VoiceWorld::eventually(const std::function<bool()>& condition) {
-    const auto limit = clock.now() + 5min;
     const auto realLimit = std::chrono::steady_clock::now() + 60s;
-    while (!condition()) {
-        if (clock.now() > limit || std::chrono::steady_clock::now() > realLimit)
-            return false;
-        std::this_thread::sleep_for(1ms);
-    }
-    return true;
+    const auto holdsOrLate = [&] {
+        return condition() || std::chrono::steady_clock::now() > realLimit;
+    };
+    std::mutex own;
+    std::condition_variable_any never;
+    std::unique_lock lock(own);
+    return clock.waitUntil(lock, never, {}, clock.now() + 5min, holdsOrLate) && condition();
 }
 
 bool VoiceWorld::reaches(TavikPhase::Kind kind) {
+    bool isFound = false; // once is enough: the condition is asked again afterwards
     return eventually([&] {
+        if (isFound)
+            return true;
         const std::lock_guard lock(mutex);
-        return !reported.empty() && reported.back().kind == kind;
+        const auto isKind = [kind](const TavikPhase& phase) { return phase.kind == kind; };
+        const auto from = reported.begin() + static_cast<std::ptrdiff_t>(seen);
+        const auto found = std::find_if(from, reported.end(), isKind);
+        if (found == reported.end())
+            return false;
+        seen = static_cast<std::size_t>(found - reported.begin()) + 1;
+        return isFound = true;
     });
 }
 

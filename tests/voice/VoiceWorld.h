@@ -65,13 +65,14 @@ protected:
     void sayWakePhrase();
     void say(Clock::Duration duration);
     void pause(Clock::Duration duration);
-    // Waits (in simulated time, a few minutes at most) until `condition` holds.
+    // Waits (a few simulated minutes at most) until `condition` holds. Time passes only in here.
     bool eventually(const std::function<bool()>& condition);
+    // Waits until the phase is reported, after the one found last.
     bool reaches(TavikPhase::Kind kind);
     std::vector<std::string> phases();
     bool logged(const std::string& text);
 
-    SimulatedClock clock{3}; // the loop, the microphone's watcher and the world
+    SimulatedClock clock{4}; // the loop, the microphone's watcher, the world and the test
     TemporaryFolder folder;
     UserDefaults defaults{folder.file("defaults.json")};
     FakeAudioServer audio;
@@ -91,7 +92,8 @@ private:
     VoiceCallbacks callbacks();
 
     std::mutex mutex;
-    std::vector<TavikPhase> reported;                     // guarded by mutex
+    std::size_t seen = 0;             // guarded by mutex; how far `reaches` has read
+    std::vector<TavikPhase> reported; // guarded by mutex
     std::deque<std::pair<float, Clock::Duration>> sounds; // guarded by mutex; level and rest
     std::jthread microphone;
 };
