@@ -1,0 +1,106 @@
+#include "brains/BrainPost.h"
+
+#include "app/Log.h"
+#include "brains/SpokenError.h"
+#include "platform/concurrency/Cancelled.h"
+#include "platform/text/Text.h"
+
+#include <chrono>
+#include <fmt/format.h>
+#include <optional>
+
+namespace tavik {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr int maximumAttempts = 3;
+constexpr std::size_t quotedBytes = 300;
+
+bool isOffline(TransportFailure failure) {
+    return failure == TransportFailure::notConnectedToInternet ||
+           failure == TransportFailure::networkConnectionLost ||
+           failure == TransportFailure::dataNotAllowed;
+}
+
+bool isBusy(int status) {
+    return status == 429 || status == 500 || status == 502 || status == 503 || status == 504;
+}
+
+std::optional<Json> payloadOf(const std::string& body) {
+    auto parsed = parseJson(body);
+    if (!parsed)
+        return std::nullopt;
+    if (parsed->is_array() && !parsed->empty())
+        parsed = Json(parsed->front());
+    return parsed->is_object() ? parsed : std::nullopt;
+}
+
+// The body's beginning; nothing when that is no text.
+std::optional<std::string> beginningOf(const std::string& body) {
+    std::size_t end = std::min(body.size(), quotedBytes);
+    const auto continuesCharacter = [&] {
+        return end < body.size() && (static_cast<unsigned char>(body[end]) & 0xC0) == 0x80;
+    };
+    // A character has at most three bytes after its first one.
+    for (int step = 0; step < 3 && end > 0 && continuesCharacter(); ++step)
+        --end;
+    std::string beginning = body.substr(0, end);
+    if (beginning.empty() || !isValidUtf8(beginning))
+        return std::nullopt;
+    return beginning;
+}
+
+std::string detailOf(const std::optional<Json>& payload, const std::string& body) {
+    const Json* error = payload ? member(*payload, "error") : nullptr;
+    const auto message = error ? stringMember(*error, "message") : std::nullopt;
+    return message ? *message : beginningOf(body).value_or("no response");
+}
+
+void failUnlessWorthRetrying(const TransportError& error, std::string_view provider, int attempt) {
+    if (isOffline(error.failure))
+        throw BrainError("I can't reach the internet right now.");
+    log(fmt::format("[brain] network error (attempt {}): {}", attempt, error.what()));
+    if (attempt == maximumAttempts)
+        throw BrainError(
+            fmt::format("I couldn't reach {} — the connection kept failing.", provider));
+}
+
+// The answer's object; nothing when the provider is busy and may be asked again.
+std::optional<Json> acceptedObject(const HttpResponse& response, std::string_view provider,
+                                   int attempt) {
+    auto payload = payloadOf(response.body);
+    if (payload && response.status >= 200 && response.status <= 299)
+        return payload;
+    log(fmt::format("[brain] {} HTTP {} (attempt {})", provider, response.status, attempt));
+    if (isBusy(response.status) && attempt < maximumAttempts)
+        return std::nullopt;
+    throw BrainStatusError(
+        response.status, spokenError(provider, response.status, detailOf(payload, response.body)));
+}
+
+} // namespace
+
+Json brainPost(HttpRequest request, const Json& body, std::string_view provider,
+               HttpSession& session, Clock& clock, std::stop_token stop) {
+    request.method = "POST";
+    request.timeout = 60s;
+    request.body = compactJson(body);
+    for (int attempt = 1;; ++attempt) {
+        throwIfStopped(stop);
+        std::chrono::milliseconds pause = attempt * 1500ms;
+        try {
+            const HttpResponse response = session.send(request, stop);
+            if (auto object = acceptedObject(response, provider, attempt))
+                return std::move(*object);
+        } catch (const TransportError& error) {
+            throwIfStopped(stop);
+            failUnlessWorthRetrying(error, provider, attempt);
+            pause = attempt * 1000ms;
+        }
+        clock.sleepFor(pause, stop);
+    }
+}
+
+} // namespace tavik
