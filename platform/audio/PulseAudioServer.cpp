@@ -2,6 +2,7 @@
 
 #include "platform/audio/PulseCapture.h"
 #include "platform/audio/PulseConnection.h"
+#include "platform/concurrency/Cancelled.h"
 #include "platform/concurrency/Clock.h"
 
 #include <algorithm>
@@ -80,17 +81,19 @@ std::vector<AudioDevice> outputsOf(PulseConnection& connection) {
     return outputs.values;
 }
 
-Defaults defaultsOf(PulseConnection& connection) {
+Defaults defaultsOf(PulseConnection& connection, const std::stop_token& stop = {}) {
     Collection<Defaults> defaults{connection, {}};
     connection.complete(
-        pa_context_get_server_info(connection.context(), collectDefaults, &defaults));
+        pa_context_get_server_info(connection.context(), collectDefaults, &defaults), stop);
     return defaults.values.empty() ? Defaults{} : defaults.values.front();
 }
 
-bool setDefaultSource(PulseConnection& connection, const std::string& identifier) {
+bool setDefaultSource(PulseConnection& connection, const std::string& identifier,
+                      const std::stop_token& stop) {
     Collection<bool> success{connection, {}};
     connection.complete(pa_context_set_default_source(connection.context(), identifier.c_str(),
-                                                      noteSuccess, &success));
+                                                      noteSuccess, &success),
+                        stop);
     return !success.values.empty() && success.values.front();
 }
 
@@ -110,6 +113,12 @@ std::unique_ptr<AudioServer> makePulseAudioServer() {
 
 PulseAudioServer::~PulseAudioServer() {
     watchRoutes({});
+    if (!connection)
+        return;
+    // A capture may keep the connection alive for longer.
+    const PulseConnection::Lock lock(*connection);
+    connection->onLost = {};
+    pa_context_set_subscribe_callback(connection->context(), nullptr, nullptr);
 }
 
 std::shared_ptr<PulseConnection> PulseAudioServer::connected() {
@@ -120,11 +129,12 @@ std::shared_ptr<PulseConnection> PulseAudioServer::connected() {
             return connection;
     }
     connection.reset();
-    connection = std::make_shared<PulseConnection>();
-    const PulseConnection::Lock lock(*connection);
-    connection->onLost = [this] { tellOfChange(); };
-    subscribe(*connection);
-    return connection;
+    auto fresh = std::make_shared<PulseConnection>();
+    const PulseConnection::Lock lock(*fresh);
+    subscribe(*fresh);
+    fresh->onLost = [this] { tellOfChange(); };
+    connection = fresh;
+    return fresh;
 }
 
 void PulseAudioServer::subscribe(PulseConnection& fresh) {
@@ -169,16 +179,18 @@ std::optional<AudioDevice> PulseAudioServer::defaultOutput() {
 }
 
 bool PulseAudioServer::setDefaultInputConfirmed(const AudioDevice& device, std::stop_token stop) {
+    throwIfStopped(stop);
     const auto server = connected();
+    const std::stop_callback wake(stop, [&server] { server->wake(); });
     {
         const PulseConnection::Lock lock(*server);
-        if (!setDefaultSource(*server, device.identifier))
+        if (!setDefaultSource(*server, device.identifier, stop))
             return false;
     }
     for (int read = 0; read < confirmations; ++read) {
         {
             const PulseConnection::Lock lock(*server);
-            if (defaultsOf(*server).source == device.identifier)
+            if (defaultsOf(*server, stop).source == device.identifier)
                 return true;
         }
         systemClock().sleepFor(confirmationPause, stop);
@@ -192,13 +204,10 @@ std::unique_ptr<AudioCapture> PulseAudioServer::openCapture(const AudioDevice& d
 }
 
 void PulseAudioServer::watchRoutes(std::function<void()> changed) {
-    const bool wanted = static_cast<bool>(changed);
-    {
-        const std::lock_guard guard(watching);
-        routeChanged = std::move(changed);
-    }
-    if (wanted)
+    if (changed)
         connected();
+    const std::lock_guard guard(watching);
+    routeChanged = std::move(changed);
 }
 
 } // namespace tavik

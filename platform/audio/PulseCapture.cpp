@@ -3,6 +3,7 @@
 #include "platform/audio/PulseConnection.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace tavik {
 
@@ -12,7 +13,19 @@ constexpr std::uint32_t fragmentsASecond = 50; // 20 ms each
 constexpr std::uint32_t asServerLikes = static_cast<std::uint32_t>(-1);
 
 pa_sample_spec sampleSpecOf(const AudioFormat& format) {
-    return {PA_SAMPLE_FLOAT32NE, format.sampleRate, static_cast<std::uint8_t>(format.channelCount)};
+    const pa_sample_spec spec = {PA_SAMPLE_FLOAT32NE, format.sampleRate,
+                                 static_cast<std::uint8_t>(format.channelCount)};
+    if (format.channelCount > PA_CHANNELS_MAX || !pa_sample_spec_valid(&spec))
+        throw AudioError("the microphone's format cannot be recorded");
+    return spec;
+}
+
+std::uint32_t framesAFragment(const pa_sample_spec& spec) {
+    return std::max(1U, spec.rate / fragmentsASecond);
+}
+
+std::vector<float> silentFragment(const pa_sample_spec& spec) {
+    return std::vector<float>(static_cast<std::size_t>(framesAFragment(spec)) * spec.channels);
 }
 
 } // namespace
@@ -23,11 +36,7 @@ PulseCapture::PulseCapture(std::shared_ptr<PulseConnection> pulse, const AudioDe
     , captured(device.format)
     , tap(std::move(onFrames))
     , ended(std::move(onEnded))
-    , silence(captured.channelCount * static_cast<std::size_t>(captured.sampleRate) /
-              fragmentsASecond) {
-    const pa_sample_spec spec = sampleSpecOf(captured);
-    if (!pa_sample_spec_valid(&spec))
-        throw AudioError("the microphone's format cannot be recorded");
+    , silence(silentFragment(sampleSpecOf(captured))) {
     const PulseConnection::Lock lock(*connection);
     try {
         open(device);
@@ -39,23 +48,37 @@ PulseCapture::PulseCapture(std::shared_ptr<PulseConnection> pulse, const AudioDe
 
 void PulseCapture::open(const AudioDevice& device) {
     const pa_sample_spec spec = sampleSpecOf(captured);
-    stream = pa_stream_new(connection->context(), "Listening", &spec, nullptr);
+    // There is a usual arrangement for a few channel counts only.
+    pa_channel_map map;
+    pa_channel_map_init_extend(&map, spec.channels, PA_CHANNEL_MAP_DEFAULT);
+    stream = pa_stream_new(connection->context(), "Listening", &spec, &map);
     if (!stream)
-        throw AudioError("the microphone cannot be recorded");
+        throw AudioError(refusal());
     pa_stream_set_state_callback(stream, &PulseCapture::onState, this);
+    pa_stream_set_suspended_callback(stream, &PulseCapture::onSuspended, this);
     pa_stream_set_read_callback(stream, &PulseCapture::onSamples, this);
     pa_buffer_attr buffer{};
     buffer.maxlength = buffer.tlength = buffer.prebuf = buffer.minreq = asServerLikes;
-    buffer.fragsize =
-        static_cast<std::uint32_t>(pa_frame_size(&spec)) * (captured.sampleRate / fragmentsASecond);
+    buffer.fragsize = static_cast<std::uint32_t>(pa_frame_size(&spec)) * framesAFragment(spec);
+    // When its device goes away, the recording must end instead of going on with any other one.
     const auto flags =
-        static_cast<pa_stream_flags_t>(PA_STREAM_ADJUST_LATENCY | PA_STREAM_DONT_MOVE);
+        static_cast<pa_stream_flags_t>(PA_STREAM_ADJUST_LATENCY | PA_STREAM_DONT_MOVE |
+                                       PA_STREAM_NO_REMAP_CHANNELS | PA_STREAM_NO_REMIX_CHANNELS);
     if (pa_stream_connect_record(stream, device.identifier.c_str(), &buffer, flags) < 0)
-        throw AudioError("the microphone cannot be recorded");
-    connection->waitFor([this] { return pa_stream_get_state(stream) != PA_STREAM_CREATING; });
+        throw AudioError(refusal());
+    if (!connection->waitFor([this] { return pa_stream_get_state(stream) != PA_STREAM_CREATING; }))
+        throw AudioError("the sound server does not answer");
     if (pa_stream_get_state(stream) != PA_STREAM_READY)
-        throw AudioError("the sound server refused to record the microphone");
+        throw AudioError(refusal());
     isRunning = true;
+}
+
+std::string PulseCapture::refusal() const {
+    return "the sound server did not let the microphone be recorded: " + reason();
+}
+
+std::string PulseCapture::reason() const {
+    return pa_strerror(pa_context_errno(connection->context()));
 }
 
 PulseCapture::~PulseCapture() {
@@ -68,6 +91,7 @@ void PulseCapture::release() {
     if (!stream)
         return;
     pa_stream_set_state_callback(stream, nullptr, nullptr);
+    pa_stream_set_suspended_callback(stream, nullptr, nullptr);
     pa_stream_set_read_callback(stream, nullptr, nullptr);
     pa_stream_disconnect(stream);
     pa_stream_unref(stream);
@@ -77,10 +101,18 @@ void PulseCapture::release() {
 void PulseCapture::onState(pa_stream* stream, void* self) {
     auto* capture = static_cast<PulseCapture*>(self);
     capture->connection->signal();
-    if (!capture->isRunning || PA_STREAM_IS_GOOD(pa_stream_get_state(stream)))
-        return;
-    capture->isRunning = false;
-    capture->ended(pa_strerror(pa_context_errno(capture->connection->context())));
+    if (!PA_STREAM_IS_GOOD(pa_stream_get_state(stream)))
+        capture->end(capture->reason());
+}
+
+void PulseCapture::onSuspended(pa_stream* stream, void* self) {
+    if (pa_stream_is_suspended(stream) > 0)
+        static_cast<PulseCapture*>(self)->end("the microphone was suspended");
+}
+
+void PulseCapture::end(const std::string& why) {
+    if (std::exchange(isRunning, false))
+        ended(why);
 }
 
 void PulseCapture::onSamples(pa_stream* stream, std::size_t, void* self) {

@@ -24,10 +24,14 @@ public:
 
 private:
     static void onState(pa_stream* stream, void* self);
+    static void onSuspended(pa_stream* stream, void* self);
     static void onSamples(pa_stream* stream, std::size_t bytes, void* self);
 
     void open(const AudioDevice& device);
     void release();
+    void end(const std::string& why);
+    std::string reason() const;
+    std::string refusal() const;
     void deliver(const void* data, std::size_t bytes);
 
     std::shared_ptr<PulseConnection> connection;

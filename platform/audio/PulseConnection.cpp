@@ -1,6 +1,7 @@
 #include "platform/audio/PulseConnection.h"
 
 #include "platform/audio/AudioServer.h"
+#include "platform/concurrency/Cancelled.h"
 
 namespace tavik {
 
@@ -16,8 +17,9 @@ public:
     Deadline(pa_threaded_mainloop* mainloop, pa_context* context)
         : loop(mainloop)
         , api(pa_threaded_mainloop_get_api(mainloop))
-        , event(pa_context_rttime_new(context, pa_rtclock_now() + patience, &Deadline::expire,
-                                      this)) {}
+        , event(
+              pa_context_rttime_new(context, pa_rtclock_now() + patience, &Deadline::expire, this))
+        , expired(!event) {}
     ~Deadline() {
         if (event)
             api->time_free(event);
@@ -36,8 +38,8 @@ private:
 
     pa_threaded_mainloop* loop;
     pa_mainloop_api* api;
-    bool expired = false;
     pa_time_event* event;
+    bool expired;
 };
 
 } // namespace
@@ -99,28 +101,37 @@ bool PulseConnection::isAlive() const {
     return PA_CONTEXT_IS_GOOD(pa_context_get_state(server));
 }
 
-bool PulseConnection::waitFor(const std::function<bool()>& isDone) const {
+bool PulseConnection::waitFor(const std::function<bool()>& isDone,
+                              const std::stop_token& stop) const {
     const Deadline deadline(loop, server);
-    while (!isDone() && isAlive() && !deadline.hasExpired())
+    while (!isDone() && isAlive() && !deadline.hasExpired() && !stop.stop_requested())
         pa_threaded_mainloop_wait(loop);
     return isDone();
 }
 
-void PulseConnection::complete(pa_operation* operation) const {
+void PulseConnection::complete(pa_operation* operation, const std::stop_token& stop) const {
     if (!operation)
         throw AudioError(noAnswer);
-    const bool ended =
-        waitFor([operation] { return pa_operation_get_state(operation) != PA_OPERATION_RUNNING; });
+    const bool ended = waitFor(
+        [operation] { return pa_operation_get_state(operation) != PA_OPERATION_RUNNING; }, stop);
     const bool succeeded = ended && pa_operation_get_state(operation) == PA_OPERATION_DONE;
     if (!ended)
         pa_operation_cancel(operation);
     pa_operation_unref(operation);
+    throwIfStopped(stop);
     if (!succeeded)
         throw AudioError(noAnswer);
 }
 
 void PulseConnection::signal() const {
     pa_threaded_mainloop_signal(loop, 0);
+}
+
+void PulseConnection::wake() const {
+    if (pa_threaded_mainloop_in_thread(loop))
+        return signal();
+    const Lock lock(*this);
+    signal();
 }
 
 void PulseConnection::stateChanged(pa_context* context, void* self) {

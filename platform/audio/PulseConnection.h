@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <pulse/pulseaudio.h>
+#include <stop_token>
 
 namespace tavik {
 
@@ -35,13 +36,18 @@ public:
     // All below are to be called with the lock held, and not on the server thread.
     bool isAlive() const;
     // Waits for `isDone`, which callbacks bring about and `signal`, for at most two seconds. False
-    // when the time ran out or the connection broke.
-    bool waitFor(const std::function<bool()>& isDone) const;
-    // Waits for the end of an operation, which it releases. Throws AudioError when it does not end.
-    void complete(pa_operation* operation) const;
+    // when the time ran out, the connection broke or `stop` was requested; whoever gives a `stop`
+    // sees to it that its request calls `wake`.
+    bool waitFor(const std::function<bool()>& isDone, const std::stop_token& stop = {}) const;
+    // Waits for the end of an operation, which it releases. Throws AudioError when it does not end,
+    // and Cancelled.
+    void complete(pa_operation* operation, const std::stop_token& stop = {}) const;
 
     // From a callback: somebody may be waiting for what it brought.
     void signal() const;
+
+    // From any thread, without the lock: whoever waits looks again.
+    void wake() const;
 
     // Called on the server thread when the connection breaks.
     std::function<void()> onLost;

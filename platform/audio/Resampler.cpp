@@ -1,5 +1,6 @@
 #include "platform/audio/Resampler.h"
 
+#include <cmath>
 #include <numeric>
 #include <soxr.h>
 #include <vector>
@@ -11,6 +12,12 @@ namespace {
 constexpr std::uint32_t highestRate = 768'000;
 constexpr std::uint32_t mostChannels = 32;
 
+// A gentle filter in small blocks gives its samples out sooner: from 48 to 16 kHz it holds back 19
+// ms where soxr's medium quality holds back 38. It is flat up to 6.8 kHz, enough for speech, and
+// lets nothing through that the new rate cannot carry.
+constexpr double flatPart = 0.85;          // of the band that the new rate can carry
+constexpr unsigned long smallestBlock = 8; // as a power of two
+
 bool isReasonable(const AudioFormat& format) {
     return format.sampleRate > 0 && format.sampleRate <= highestRate && format.channelCount > 0 &&
            format.channelCount <= mostChannels;
@@ -20,7 +27,10 @@ void mixDown(std::span<const float> frames, std::uint32_t channels, std::vector<
     mono.resize(frames.size() / channels);
     for (std::size_t frame = 0; frame < mono.size(); ++frame) {
         const auto begin = frames.begin() + static_cast<std::ptrdiff_t>(frame * channels);
-        mono[frame] = std::accumulate(begin, begin + channels, 0.0F) / static_cast<float>(channels);
+        const float mean =
+            std::accumulate(begin, begin + channels, 0.0F) / static_cast<float>(channels);
+        // One bad number would spoil all that the filter still holds.
+        mono[frame] = std::isfinite(mean) ? mean : 0;
     }
 }
 
@@ -41,8 +51,10 @@ Resampler::Resampler(const AudioFormat& source, std::uint32_t toRate)
         return;
     buffers->ratio = static_cast<double>(toRate) / source.sampleRate;
     soxr_error_t error = nullptr;
-    const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_MQ, 0);
-    const soxr_runtime_spec_t runtime = soxr_runtime_spec(1);
+    soxr_quality_spec_t quality = soxr_quality_spec(SOXR_LQ, 0);
+    quality.passband_end = flatPart;
+    soxr_runtime_spec_t runtime = soxr_runtime_spec(1);
+    runtime.log2_min_dft_size = smallestBlock;
     engine = soxr_create(source.sampleRate, toRate, 1, &error, nullptr, &quality, &runtime);
     if (error)
         throw AudioError("this audio format cannot be converted: " + describe(source));

@@ -19,8 +19,9 @@ public:
     Resampler(const Resampler&) = delete;
     Resampler& operator=(const Resampler&) = delete;
 
-    // The samples that are ready after `frames`, valid until the next call. Allocates only when a
-    // call brings more frames than any before it.
+    // The samples that are ready after `frames`, valid until the next call; the filter holds some
+    // 20 milliseconds back. What is no number counts as silence. Allocates only when a call brings
+    // more frames than any before it.
     std::span<const float> process(std::span<const float> frames);
 
 private:
