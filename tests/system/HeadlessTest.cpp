@@ -1,0 +1,91 @@
+#include "tests/support/model/ScriptedModel.h"
+#include "tests/support/services/PrivatePulseAudio.h"
+#include "tests/support/services/PrivateSpeechDispatcher.h"
+#include "tests/system/RunningTavik.h"
+
+#include <filesystem>
+#include <thread>
+
+using namespace std::chrono_literals;
+using testing::HasSubstr;
+
+namespace tavik {
+
+TEST(Headless, RefusesModesThatAreNotBuiltAndArgumentsItDoesNotKnow) {
+    for (const char* argument :
+         {"--mcp", "--selftest-memory", "--selftest-mcp", "--selftest-survive", "--nonsense"}) {
+        RunningTavik tavik({argument}, nullptr);
+        EXPECT_EQ(tavik.process().waitFor(10s), 2) << argument;
+        EXPECT_THAT(tavik.output(), HasSubstr(argument));
+    }
+}
+
+TEST(Headless, SaysHowToSwitchListeningOnAndThenListens) {
+    RunningTavik tavik({}, nullptr, {{"PULSE_SERVER", "unix:/nonexistent"}});
+    ASSERT_TRUE(tavik.prints("Listening is off. To switch it on without a window, write "
+                             "{\"onboardingDone\": true} into " +
+                             tavik.settingsPath()));
+    writeFile(tavik.settingsPath(), "no json");
+    ASSERT_TRUE(tavik.prints("[settings] ⚠"));
+    writeFile(tavik.settingsPath(), R"({"onboardingDone": true})");
+    EXPECT_TRUE(tavik.prints("Microphone start failed: the sound server does not answer"));
+    EXPECT_EQ(tavik.process().terminate(5s), 0);
+}
+
+TEST(Headless, RunsOncePerUser) {
+    RunningTavik first({}, nullptr);
+    ASSERT_TRUE(first.prints("Listening is off."));
+    RunningTavik::Environment sameHome = {{"HOME", first.home()}};
+    ChildProcess second({.arguments = {TAVIK_PROGRAM},
+                         .environment = sameHome,
+                         .outputPath = first.home() + "/second",
+                         .input = ""});
+    EXPECT_EQ(second.waitFor(10s), 0);
+    EXPECT_THAT(readFile(first.home() + "/second"),
+                HasSubstr("[single-instance] rejected duplicate launch"));
+    EXPECT_EQ(first.process().terminate(5s), 0);
+}
+
+TEST(Headless, LivesThroughTheLossOfTheSoundServer) {
+    PrivatePulseAudio sound;
+    const PrivateSpeechDispatcher speech(sound.server());
+    ScriptedModel model;
+    RunningTavik tavik({}, settingsFor("gemini", model.host()),
+                       {{"PULSE_SERVER", sound.server()},
+                        {"SPEECHD_ADDRESS", speech.address()},
+                        {"GEMINI_API_KEY", "test-key"}});
+    ASSERT_TRUE(tavik.prints("Tavik ready. Voice: "));
+    sound.kill();
+    ASSERT_TRUE(tavik.prints("[mic] ⚠ rebind failed — stopping the loop (error already reported)"));
+    sound.restart();
+    const std::string before = tavik.output();
+    const auto readyAgain = [&] {
+        return tavik.output().substr(before.size()).find("Tavik ready.") != std::string::npos;
+    };
+    const auto deadline = std::chrono::steady_clock::now() + 30s;
+    while (!readyAgain() && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(50ms);
+    EXPECT_TRUE(readyAgain());
+    EXPECT_EQ(tavik.process().terminate(5s), 0);
+}
+
+TEST(Headless, SaysThatTheWakeModelIsMissing) {
+    PrivatePulseAudio sound;
+    const TemporaryFolder resources;
+    std::filesystem::copy(std::string(std::getenv("TAVIK_RESOURCES")), resources.path(),
+                          std::filesystem::copy_options::recursive |
+                              std::filesystem::copy_options::overwrite_existing);
+    const std::string model = resources.file("HeyVessa_runtime.onnx");
+    std::filesystem::resize_file(model, std::filesystem::file_size(model) / 2);
+    for (const bool isTruncated : {true, false}) {
+        if (!isTruncated)
+            std::filesystem::remove(model);
+        RunningTavik tavik(
+            {}, {{"onboardingDone", true}},
+            {{"PULSE_SERVER", sound.server()}, {"TAVIK_RESOURCES", resources.path()}});
+        EXPECT_TRUE(tavik.prints("Wake model missing from the app bundle — rebuild Tavik.app."));
+        EXPECT_EQ(tavik.process().terminate(5s), 0);
+    }
+}
+
+} // namespace tavik
