@@ -44,7 +44,7 @@ std::optional<WebAddress> WebAddress::parse(const std::string& url) {
     address.host = asciiLowercased(part(parsed, CURLUPART_HOST).value_or(""));
     address.port = part(parsed, CURLUPART_PORT, CURLU_DEFAULT_PORT).value_or("");
     address.hasUser = part(parsed, CURLUPART_USER) || part(parsed, CURLUPART_PASSWORD);
-    address.hasQueryOrFragment = part(parsed, CURLUPART_QUERY) || part(parsed, CURLUPART_FRAGMENT);
+    address.hasQueryOrFragment = url.find_first_of("?#") != std::string::npos; // even an empty one
     if ((address.scheme != "http" && address.scheme != "https") || address.host.empty())
         return std::nullopt;
     return address;

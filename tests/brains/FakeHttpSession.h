@@ -1,0 +1,41 @@
+#pragma once
+
+#include "brains/Brain.h"
+#include "platform/http/HttpSession.h"
+
+#include <deque>
+#include <functional>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace tavik {
+
+// Answers requests with what was lined up, in that order, and remembers them.
+class FakeHttpSession : public HttpSession {
+public:
+    void answer(int status, std::string body);
+    void fail(TransportFailure failure);
+    // The next request waits until it is cancelled.
+    void hang();
+
+    HttpResponse send(const HttpRequest& request, std::stop_token stop) override;
+
+    // The body of the last request.
+    Json sentBody() const;
+
+    std::vector<HttpRequest> requests;
+
+private:
+    struct Hang {};
+
+    std::deque<std::variant<HttpResponse, TransportError, Hang>> outcomes;
+};
+
+// The value of a JSON text; fails the test when it is none.
+Json json(std::string_view text);
+
+// The sentence with which `call` fails; empty when it does not.
+std::string sentenceOf(const std::function<void()>& call);
+
+} // namespace tavik
