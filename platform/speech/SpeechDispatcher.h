@@ -1,10 +1,11 @@
 #pragma once
 
+#include "platform/concurrency/Clock.h"
 #include "platform/speech/SpeechOutput.h"
+#include "platform/speech/SpeechVoices.h"
 #include "platform/speech/SsipConnection.h"
 
 #include <atomic>
-#include <chrono>
 #include <mutex>
 
 namespace tavik {
@@ -13,27 +14,33 @@ namespace tavik {
 // for ever on a stopped daemon.
 class SpeechDispatcher : public SpeechOutput {
 public:
+    // The clock measures how long an utterance may last.
+    explicit SpeechDispatcher(Clock& clock = systemClock());
+    // Silence.
+    ~SpeechDispatcher() override;
+
     void speak(const std::string& text, const std::optional<Voice>& voice) override;
     bool isSpeaking() override;
     void stopSpeaking() override;
-    std::vector<Voice> voices() override;
+    std::vector<Voice> voices() override { return installed.list(); }
 
 private:
-    SsipConnection& connected();
     void connect();
-    void choose(const Voice& voice);
-    std::vector<Voice> readVoices();
-    void finish(const std::string& utterance);
+    void start(const std::string& text, const std::optional<Voice>& voice);
+    void choose(const std::optional<Voice>& voice);
+    void finish(const std::string& number);
     void silence();
+
+    Clock& clock;
+    SpeechVoices installed;
 
     std::timed_mutex mutex;
     // All guarded by mutex.
     std::unique_ptr<SsipConnection> connection;
-    std::vector<Voice> installed; // as the service listed them; it lists them anew when it restarts
-    std::string chosenVoice;
-    std::string lastEnded; // the number of the last utterance that ended
-    std::string utterance; // the number of the one being spoken; empty when silent
-    std::chrono::steady_clock::time_point utteranceDeadline;
+    std::string chosenVoice; // its identifier; empty while the service's default speaks
+    std::string lastEnded;   // the number of the last utterance that ended
+    std::string utterance;   // the number of the one being spoken; empty when silent
+    Clock::Instant utteranceDeadline;
 
     // A stop that came while the connection was busy; whoever is busy with it obeys.
     std::atomic<bool> stopIsDue = false;

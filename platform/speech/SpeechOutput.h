@@ -24,8 +24,8 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-// Speaks texts aloud, one at a time. Safe from any thread. Every call is bounded in time (two
-// seconds) and reconnects when the service was restarted.
+// Speaks texts aloud, one at a time. Safe from any thread. Every call gives up on a service that
+// gives no sign of life for two seconds, and reconnects to one that was restarted.
 class SpeechOutput {
 public:
     virtual ~SpeechOutput() = default;
@@ -35,13 +35,16 @@ public:
     virtual void speak(const std::string& text, const std::optional<Voice>& voice) = 0;
 
     // From `speak` until the end of the text, a stop, or the loss of the service. An utterance that
-    // the service never reports as ended ends at a deadline that suits its length.
+    // the service never reports as ended ends at a deadline that suits its length: ten seconds and
+    // 0.12 for each character.
     virtual bool isSpeaking() = 0;
 
-    // Silence at once, in mid-word. Never throws.
+    // Silence at once, in mid-word, also while another thread waits in `speak`. Never throws, and
+    // never waits for longer than some 30 milliseconds.
     virtual void stopSpeaking() = 0;
 
-    // Every installed voice, without variants. Throws SpeechError.
+    // Every installed voice, without variants, as the service listed them when it was first asked
+    // since its start. Throws SpeechError.
     virtual std::vector<Voice> voices() = 0;
 };
 

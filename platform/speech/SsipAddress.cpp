@@ -1,32 +1,21 @@
 #include "platform/speech/SsipAddress.h"
 
+#include "app/Paths.h"
 #include "platform/speech/SpeechOutput.h"
+#include "platform/speech/SpeechServiceStart.h"
 
 #include <arpa/inet.h>
-#include <array>
-#include <chrono>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
 #include <netinet/in.h>
-#include <spawn.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
-
-extern char** environ;
 
 namespace tavik {
 
 namespace {
-
-using namespace std::chrono_literals;
-using std::chrono::steady_clock;
-
-constexpr const char* noService = "no speech service answers";
-constexpr auto spawnPatience = 2s;
 
 std::string environmentValue(const char* name) {
     const char* value = std::getenv(name);
@@ -67,40 +56,31 @@ int connectToLoopback(const std::string& hostAndPort) {
     return connectTo(AF_INET, &address, sizeof address);
 }
 
-// Starts the service and waits until the starter is done, which it is once the service listens.
-void spawnService() {
-    std::string program = "speech-dispatcher";
-    std::string option = "--spawn";
-    std::array<char*, 3> arguments{program.data(), option.data(), nullptr};
-    pid_t starter = 0;
-    if (posix_spawnp(&starter, program.c_str(), nullptr, nullptr, arguments.data(), environ) != 0)
-        return;
-    const auto deadline = steady_clock::now() + spawnPatience;
-    while (waitpid(starter, nullptr, WNOHANG) == 0) {
-        if (steady_clock::now() > deadline) {
-            kill(starter, SIGKILL);
-            waitpid(starter, nullptr, 0);
-            return;
-        }
-        std::this_thread::sleep_for(10ms);
-    }
+std::string usualPath() {
+    std::string folder = environmentValue("XDG_RUNTIME_DIR");
+    if (folder.empty())
+        folder = environmentValue("XDG_CACHE_HOME");
+    if (folder.empty())
+        folder = pathInHome(".cache");
+    return folder + "/speech-dispatcher/speechd.sock";
 }
 
 int connectToUsersService() {
-    const std::string runtime = environmentValue("XDG_RUNTIME_DIR");
-    if (runtime.empty())
-        throw SpeechError(noService);
-    const std::string path = runtime + "/speech-dispatcher/speechd.sock";
+    const std::string path = usualPath();
     const int descriptor = connectToUnixSocket(path);
     if (descriptor >= 0)
         return descriptor;
-    spawnService();
+    startSpeechService();
     return connectToUnixSocket(path);
 }
 
 int connectToAddress(const std::string& address) {
     const std::string unixPrefix = "unix_socket:";
     const std::string inetPrefix = "inet_socket:";
+    if (address.empty() || address == "unix_socket")
+        return connectToUsersService();
+    if (address == "inet_socket")
+        return connectToLoopback("localhost");
     if (address.starts_with(unixPrefix))
         return connectToUnixSocket(address.substr(unixPrefix.size()));
     if (address.starts_with(inetPrefix))
@@ -111,10 +91,9 @@ int connectToAddress(const std::string& address) {
 } // namespace
 
 int connectToSpeechService() {
-    const std::string address = environmentValue("SPEECHD_ADDRESS");
-    const int descriptor = address.empty() ? connectToUsersService() : connectToAddress(address);
+    const int descriptor = connectToAddress(environmentValue("SPEECHD_ADDRESS"));
     if (descriptor < 0)
-        throw SpeechError(noService);
+        throw SpeechError("no speech service answers");
     return descriptor;
 }
 

@@ -1,8 +1,8 @@
 #include "platform/speech/SsipConnection.h"
 
-#include "platform/speech/SpeechOutput.h"
 #include "platform/speech/SsipAddress.h"
 
+#include <algorithm>
 #include <array>
 #include <cctype>
 #include <cerrno>
@@ -19,6 +19,7 @@ namespace {
 using std::chrono::steady_clock;
 
 constexpr auto patience = std::chrono::seconds(2);
+constexpr auto patienceInAll = std::chrono::seconds(10);
 constexpr std::size_t codeDigits = 3;
 constexpr int firstErrorCode = 300;
 constexpr int firstEventCode = 700;
@@ -42,20 +43,20 @@ SsipConnection::~SsipConnection() {
 }
 
 SsipConnection::Reply SsipConnection::request(std::string_view text) {
-    // A notification's reply comes first, and is passed over while waiting.
-    send(text, steady_clock::now() + patience);
-    auto deadline = steady_clock::now() + patience;
+    const auto start = steady_clock::now();
+    send(text, start + patience);
+    // The replies to earlier notifications come first, and are passed over.
+    auto deadline = start + patience;
     while (replies.empty()) {
         if (isLost || !waitFor(POLLIN, deadline))
             throw SpeechError(noAnswer);
         if (receive())
-            deadline = steady_clock::now() + patience;
+            deadline = std::min(steady_clock::now() + patience, start + patienceInAll);
     }
     Reply reply = std::move(replies.front());
     replies.erase(replies.begin());
     if (reply.code >= firstErrorCode)
-        throw SpeechError("the speech service refused: " +
-                          (reply.lines.empty() ? std::to_string(reply.code) : reply.lines.back()));
+        throw SpeechRefusal("the speech service refused: " + reply.lines.back());
     return reply;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/speech/SpeechOutput.h"
+
 #include <chrono>
 #include <functional>
 #include <string>
@@ -7,6 +9,12 @@
 #include <vector>
 
 namespace tavik {
+
+// The service answered, and the answer is an error.
+class SpeechRefusal : public SpeechError {
+public:
+    using SpeechError::SpeechError;
+};
 
 // A connection that speaks the Speech Synthesis Interface Protocol: lines that end in CR LF,
 // replies with a three-digit code, and events (codes 700 to 799) in between at any time
@@ -27,9 +35,10 @@ public:
     SsipConnection(const SsipConnection&) = delete;
     SsipConnection& operator=(const SsipConnection&) = delete;
 
-    // Sends a line, or a text's lines, and waits for the reply, at most until two seconds have
-    // passed since the last sign of life. Throws SpeechError when there is none, or the reply is an
-    // error (code 300 and above); after a missing reply the connection is of no more use.
+    // Sends a line, or a text's lines, and waits for the reply: until two seconds have passed
+    // without a sign of life, and never longer than ten. Throws SpeechRefusal when the reply is an
+    // error (code 300 and above), SpeechError when there is none; then the connection is of no more
+    // use.
     Reply request(std::string_view text);
 
     // Sends a line without waiting for its reply, which is passed over when it comes. False when

@@ -31,8 +31,9 @@ bool accepts(const std::string& path) {
 
 } // namespace
 
-PrivateSpeechDispatcher::PrivateSpeechDispatcher(std::string pulseServer)
-    : sound(std::move(pulseServer)) {
+PrivateSpeechDispatcher::PrivateSpeechDispatcher(std::string pulseServer, Rate speakingRate)
+    : sound(std::move(pulseServer))
+    , rate(speakingRate) {
     writeConfiguration();
     start();
 }
@@ -51,6 +52,9 @@ void PrivateSpeechDispatcher::writeConfiguration() const {
         << "\"\n"
            "DefaultLanguage \"en-US\"\n"
            "DefaultVolume 100\n"
+           "DefaultRate "
+        << static_cast<int>(rate)
+        << "\n"
            "AudioOutputMethod \"pulse\"\n"
            "AudioPulseServer \""
         << sound

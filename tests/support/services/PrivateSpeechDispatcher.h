@@ -11,8 +11,11 @@ namespace tavik {
 // A speech service of our own that speaks with espeak-ng through the given sound server.
 class PrivateSpeechDispatcher {
 public:
+    // How fast it speaks, in the service's own measure from -100 to 100.
+    enum class Rate { normal = 0, hasty = 100 };
+
     // Throws std::runtime_error when it does not come up within ten seconds.
-    explicit PrivateSpeechDispatcher(std::string pulseServer);
+    explicit PrivateSpeechDispatcher(std::string pulseServer, Rate rate = Rate::normal);
 
     // For SPEECHD_ADDRESS.
     std::string address() const;
@@ -27,6 +30,7 @@ private:
     void start();
 
     const std::string sound;
+    const Rate rate;
     ServiceFolder folder;
     std::unique_ptr<ChildProcess> daemon;
 };
