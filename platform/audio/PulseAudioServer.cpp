@@ -121,7 +121,7 @@ PulseAudioServer::~PulseAudioServer() {
     pa_context_set_subscribe_callback(connection->context(), nullptr, nullptr);
 }
 
-std::shared_ptr<PulseConnection> PulseAudioServer::connected() {
+std::shared_ptr<PulseConnection> PulseAudioServer::connected(const std::stop_token& stop) {
     const std::lock_guard guard(connecting);
     if (connection) {
         const PulseConnection::Lock lock(*connection);
@@ -129,15 +129,16 @@ std::shared_ptr<PulseConnection> PulseAudioServer::connected() {
             return connection;
     }
     connection.reset();
-    auto fresh = std::make_shared<PulseConnection>();
+    auto fresh = std::make_shared<PulseConnection>(stop);
+    const std::stop_callback wake(stop, [&fresh] { fresh->wake(); });
     const PulseConnection::Lock lock(*fresh);
-    subscribe(*fresh);
+    subscribe(*fresh, stop);
     fresh->onLost = [this] { tellOfChange(); };
     connection = fresh;
     return fresh;
 }
 
-void PulseAudioServer::subscribe(PulseConnection& fresh) {
+void PulseAudioServer::subscribe(PulseConnection& fresh, const std::stop_token& stop) {
     pa_context_set_subscribe_callback(
         fresh.context(),
         [](pa_context*, pa_subscription_event_type_t event, std::uint32_t, void* self) {
@@ -151,7 +152,7 @@ void PulseAudioServer::subscribe(PulseConnection& fresh) {
     const auto mask = static_cast<pa_subscription_mask_t>(
         PA_SUBSCRIPTION_MASK_SERVER | PA_SUBSCRIPTION_MASK_SOURCE | PA_SUBSCRIPTION_MASK_SINK);
     Collection<bool> success{fresh, {}};
-    fresh.complete(pa_context_subscribe(fresh.context(), mask, noteSuccess, &success));
+    fresh.complete(pa_context_subscribe(fresh.context(), mask, noteSuccess, &success), stop);
 }
 
 void PulseAudioServer::tellOfChange() {
@@ -180,7 +181,7 @@ std::optional<AudioDevice> PulseAudioServer::defaultOutput() {
 
 bool PulseAudioServer::setDefaultInputConfirmed(const AudioDevice& device, std::stop_token stop) {
     throwIfStopped(stop);
-    const auto server = connected();
+    const auto server = connected(stop);
     const std::stop_callback wake(stop, [&server] { server->wake(); });
     {
         const PulseConnection::Lock lock(*server);

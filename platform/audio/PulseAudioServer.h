@@ -23,9 +23,9 @@ public:
     void watchRoutes(std::function<void()> changed) override;
 
 private:
-    // The living connection, or a new one. Throws AudioError.
-    std::shared_ptr<PulseConnection> connected();
-    void subscribe(PulseConnection& connection);
+    // The living connection, or a new one. Throws AudioError and Cancelled.
+    std::shared_ptr<PulseConnection> connected(const std::stop_token& stop = {});
+    void subscribe(PulseConnection& connection, const std::stop_token& stop);
     void tellOfChange();
 
     std::mutex connecting;

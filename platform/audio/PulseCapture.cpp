@@ -20,6 +20,13 @@ pa_sample_spec sampleSpecOf(const AudioFormat& format) {
     return spec;
 }
 
+// A stream that the server has not made yet cannot be disconnected: it would begin to record when
+// the server comes back to life.
+void disconnectOnceMade(pa_stream* stream, void*) {
+    if (pa_stream_get_state(stream) == PA_STREAM_READY)
+        pa_stream_disconnect(stream);
+}
+
 std::uint32_t framesAFragment(const pa_sample_spec& spec) {
     return std::max(1U, spec.rate / fragmentsASecond);
 }
@@ -90,7 +97,8 @@ void PulseCapture::release() {
     isRunning = false;
     if (!stream)
         return;
-    pa_stream_set_state_callback(stream, nullptr, nullptr);
+    const bool isBeingMade = pa_stream_get_state(stream) == PA_STREAM_CREATING;
+    pa_stream_set_state_callback(stream, isBeingMade ? &disconnectOnceMade : nullptr, nullptr);
     pa_stream_set_suspended_callback(stream, nullptr, nullptr);
     pa_stream_set_read_callback(stream, nullptr, nullptr);
     pa_stream_disconnect(stream);

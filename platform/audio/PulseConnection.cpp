@@ -53,27 +53,29 @@ PulseConnection::Lock::~Lock() {
     pa_threaded_mainloop_unlock(loop);
 }
 
-PulseConnection::PulseConnection() {
+PulseConnection::PulseConnection(const std::stop_token& stop) {
     loop = pa_threaded_mainloop_new();
     if (!loop)
         throw AudioError("the sound system cannot be used");
     pa_threaded_mainloop_set_name(loop, "ai.tavik.sound");
     server = pa_context_new(pa_threaded_mainloop_get_api(loop), "Tavik");
     try {
-        connect();
+        connect(stop);
     } catch (...) {
         release();
         throw;
     }
 }
 
-void PulseConnection::connect() {
+void PulseConnection::connect(const std::stop_token& stop) {
     pa_context_set_state_callback(server, &PulseConnection::stateChanged, this);
     if (pa_context_connect(server, nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0 ||
         pa_threaded_mainloop_start(loop) < 0)
         throw AudioError(noAnswer);
+    const std::stop_callback onStop(stop, [this] { wake(); });
     const Lock lock(*this);
-    wasReady = waitFor([this] { return pa_context_get_state(server) == PA_CONTEXT_READY; });
+    wasReady = waitFor([this] { return pa_context_get_state(server) == PA_CONTEXT_READY; }, stop);
+    throwIfStopped(stop);
     if (!wasReady)
         throw AudioError(noAnswer);
 }

@@ -25,8 +25,9 @@ public:
         pa_threaded_mainloop* loop;
     };
 
-    // Connects, never starting a server. Throws AudioError when none answers within two seconds.
-    PulseConnection();
+    // Connects, never starting a server. Throws AudioError when none answers within two seconds,
+    // and Cancelled.
+    explicit PulseConnection(const std::stop_token& stop = {});
     ~PulseConnection();
     PulseConnection(const PulseConnection&) = delete;
     PulseConnection& operator=(const PulseConnection&) = delete;
@@ -54,7 +55,7 @@ public:
 
 private:
     static void stateChanged(pa_context*, void* self);
-    void connect();
+    void connect(const std::stop_token& stop);
     void release();
 
     pa_threaded_mainloop* loop = nullptr;

@@ -67,7 +67,8 @@ Resampler::~Resampler() {
 
 std::span<const float> Resampler::process(std::span<const float> frames) {
     mixDown(frames, from.channelCount, buffers->mono);
-    if (!engine)
+    // Without any samples the filter would take the stream to be at its end.
+    if (!engine || buffers->mono.empty())
         return buffers->mono;
     // The filter may give back what it held from earlier calls, too.
     const auto room =

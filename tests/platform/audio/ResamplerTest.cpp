@@ -99,6 +99,16 @@ TEST(Resampler, GivesTheSameInPiecesAsInOne) {
         ASSERT_NEAR(actual[i], expected[i], 1e-5) << i;
 }
 
+TEST(Resampler, ACallWithoutSamplesIsNotTheEndOfTheStream) {
+    Resampler resampler({48000, 1}, target);
+    EXPECT_TRUE(resampler.process({}).empty());
+    const auto mono = converted(resampler, tone({48000, 1}), 960);
+    EXPECT_TRUE(resampler.process({}).empty());
+
+    EXPECT_NEAR(levelOf(std::span(mono).subspan(target / 4, target / 2)), toneLevel,
+                toneLevel * 0.01);
+}
+
 TEST(Resampler, ForgetsSamplesThatAreNoNumbers) {
     Resampler resampler({48000, 1}, target);
     auto frames = tone({48000, 1});
