@@ -6,7 +6,7 @@
 #include <array>
 #include <cctype>
 #include <cerrno>
-#include <cstdlib>
+#include <optional>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -19,17 +19,29 @@ namespace {
 using std::chrono::steady_clock;
 
 constexpr auto patience = std::chrono::seconds(2);
-constexpr auto patienceInAll = std::chrono::seconds(10);
+constexpr auto patienceInAll = std::chrono::seconds(4);
 constexpr std::size_t codeDigits = 3;
 constexpr int firstErrorCode = 300;
 constexpr int firstEventCode = 700;
 // The list of all voices with their variants has about a megabyte.
 constexpr std::size_t longestReply = 16 * 1024 * 1024;
+constexpr std::size_t longestLine = 64 * 1024;
+constexpr int mostReadsAPoll = 64;
 
 constexpr const char* noAnswer = "the speech service does not answer";
 
 bool isEvent(int code) {
     return code >= firstEventCode && code < firstEventCode + 100;
+}
+
+// Of "250-more to come" or "250 the last one"; nothing when the line has none.
+std::optional<int> codeOf(const std::string& line) {
+    const auto isDigit = [](unsigned char character) { return std::isdigit(character) != 0; };
+    if (line.size() <= codeDigits || !std::all_of(line.begin(), line.begin() + codeDigits, isDigit))
+        return std::nullopt;
+    if (line[codeDigits] != '-' && line[codeDigits] != ' ')
+        return std::nullopt;
+    return std::stoi(line.substr(0, codeDigits));
 }
 
 } // namespace
@@ -44,14 +56,15 @@ SsipConnection::~SsipConnection() {
 
 SsipConnection::Reply SsipConnection::request(std::string_view text) {
     const auto start = steady_clock::now();
+    const auto end = start + patienceInAll;
     send(text, start + patience);
     // The replies to earlier notifications come first, and are passed over.
     auto deadline = start + patience;
     while (replies.empty()) {
-        if (isLost || !waitFor(POLLIN, deadline))
+        if (isLost || steady_clock::now() > end || !waitFor(POLLIN, deadline))
             throw SpeechError(noAnswer);
         if (receive())
-            deadline = std::min(steady_clock::now() + patience, start + patienceInAll);
+            deadline = std::min(steady_clock::now() + patience, end);
     }
     Reply reply = std::move(replies.front());
     replies.erase(replies.begin());
@@ -71,8 +84,11 @@ bool SsipConnection::notify(std::string_view line) {
 }
 
 bool SsipConnection::poll() {
-    while (!isLost && waitFor(POLLIN, steady_clock::now()))
-        receive();
+    for (int read = 0; read < mostReadsAPoll && !isLost; ++read)
+        if (!waitFor(POLLIN, steady_clock::now()) || !receive())
+            break;
+    // A reply to nothing would be taken for the next one.
+    isLost = isLost || !replies.empty();
     return !isLost;
 }
 
@@ -123,27 +139,25 @@ void SsipConnection::takeLines() {
         takeLine(line);
     }
     received.erase(0, begin);
-    isLost = isLost || received.size() > longestReply;
+    isLost = isLost || received.size() > longestLine;
 }
 
-// "250-more to come", "250 the last one".
 void SsipConnection::takeLine(const std::string& line) {
-    const bool hasCode = line.size() > codeDigits &&
-                         std::isdigit(static_cast<unsigned char>(line[0])) &&
-                         (line[codeDigits] == '-' || line[codeDigits] == ' ');
-    if (!hasCode) {
+    const auto code = codeOf(line);
+    if (!code) {
         isLost = true; // no speech service talks like this
         return;
     }
-    growing.code = std::atoi(line.substr(0, codeDigits).c_str());
+    Reply& growing = isEvent(*code) ? growingEvent : growingReply;
+    growing.code = *code;
     growing.lines.push_back(line.substr(codeDigits + 1));
-    isLost = isLost || growing.lines.size() > longestReply / 16;
+    growing.size += line.size();
+    isLost = isLost || growing.size > longestReply;
     if (line[codeDigits] == ' ')
-        finishReply();
+        finish(std::exchange(growing, {}));
 }
 
-void SsipConnection::finishReply() {
-    Reply reply = std::exchange(growing, {});
+void SsipConnection::finish(Reply reply) {
     if (isEvent(reply.code))
         handleEvent(reply.code, reply.lines.front());
     else if (repliesToPassOver > 0)

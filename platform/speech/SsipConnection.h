@@ -25,6 +25,7 @@ public:
     struct Reply {
         int code = 0;
         std::vector<std::string> lines; // without codes; the last one tells the outcome in words
+        std::size_t size = 0;           // in bytes
     };
     // The code and the number of the utterance.
     using EventHandler = std::function<void(int code, const std::string& utterance)>;
@@ -36,7 +37,7 @@ public:
     SsipConnection& operator=(const SsipConnection&) = delete;
 
     // Sends a line, or a text's lines, and waits for the reply: until two seconds have passed
-    // without a sign of life, and never longer than ten. Throws SpeechRefusal when the reply is an
+    // without a sign of life, and never longer than four. Throws SpeechRefusal when the reply is an
     // error (code 300 and above), SpeechError when there is none; then the connection is of no more
     // use.
     Reply request(std::string_view text);
@@ -45,7 +46,8 @@ public:
     // the connection is lost or clogged.
     bool notify(std::string_view line);
 
-    // Handles what has arrived, without waiting. False when the connection is lost.
+    // Handles what has arrived, or the first megabyte of it, without waiting. False when the
+    // connection is lost.
     bool poll();
 
 private:
@@ -56,13 +58,14 @@ private:
     bool receive();
     void takeLines();
     void takeLine(const std::string& line);
-    void finishReply();
+    void finish(Reply reply);
 
     EventHandler handleEvent;
     int descriptor;
     bool isLost = false;
     std::string received; // bytes not yet taken apart into lines
-    Reply growing;
+    Reply growingReply;
+    Reply growingEvent;         // the service may tell it in the middle of a reply
     std::vector<Reply> replies; // complete and not yet collected
     int repliesToPassOver = 0;
 };

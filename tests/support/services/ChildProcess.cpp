@@ -41,14 +41,22 @@ std::vector<char*> pointersTo(std::vector<std::string>& texts) {
     return pointers;
 }
 
+// A pipe of which an exec closes both ends.
+struct Pipe {
+    Pipe() {
+        if (pipe2(ends, O_CLOEXEC) != 0)
+            throw std::system_error(errno, std::generic_category(), "pipe");
+    }
+
+    int ends[2];
+};
+
 // The read end of a pipe that holds `text`, which must fit into a pipe.
 int pipeHolding(const std::string& text) {
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0)
-        throw std::system_error(errno, std::generic_category(), "pipe");
-    [[maybe_unused]] const auto written = write(ends[1], text.data(), text.size());
-    close(ends[1]);
-    return ends[0];
+    const Pipe pipe;
+    [[maybe_unused]] const auto written = write(pipe.ends[1], text.data(), text.size());
+    close(pipe.ends[1]);
+    return pipe.ends[0];
 }
 
 int openOutput(const std::string& path) {
@@ -59,8 +67,8 @@ int openOutput(const std::string& path) {
     return descriptor;
 }
 
-// Between fork and exec: only calls that are safe there.
-[[noreturn]] void become(int input, int output, pid_t parent, char* const* arguments,
+// Between fork and exec: only calls that are safe there. Writes to `failure` why there is no exec.
+[[noreturn]] void become(int input, int output, int failure, pid_t parent, char* const* arguments,
                          char* const* variables) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != parent)
@@ -68,11 +76,24 @@ int openOutput(const std::string& path) {
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
+    ::signal(SIGPIPE, SIG_DFL);
     dup2(input, STDIN_FILENO);
     dup2(output, STDOUT_FILENO);
     dup2(output, STDERR_FILENO);
     execvpe(arguments[0], arguments, variables);
+    const int error = errno;
+    [[maybe_unused]] const auto written = write(failure, &error, sizeof error);
     _exit(commandNotFound);
+}
+
+// 0 once the program runs, else why it does not.
+int startErrorFrom(const Pipe& failure) {
+    close(failure.ends[1]);
+    int error = 0;
+    while (read(failure.ends[0], &error, sizeof error) < 0 && errno == EINTR) {
+    }
+    close(failure.ends[0]);
+    return error;
 }
 
 } // namespace
@@ -84,15 +105,21 @@ ChildProcess::ChildProcess(const Command& command) {
     const auto variablePointers = pointersTo(variables);
     const int input = pipeHolding(command.input);
     const int output = openOutput(command.outputPath);
+    const Pipe failure;
     const pid_t parent = getpid();
     process = fork();
     if (process == 0)
-        become(input, output, parent, argumentPointers.data(), variablePointers.data());
-    const int error = errno;
+        become(input, output, failure.ends[1], parent, argumentPointers.data(),
+               variablePointers.data());
+    const int forkError = process < 0 ? errno : 0;
+    const int startError = startErrorFrom(failure);
     close(input);
     close(output);
-    if (process < 0)
-        throw std::system_error(error, std::generic_category(), command.arguments.front());
+    if (process > 0 && startError != 0)
+        kill();
+    if (forkError != 0 || startError != 0)
+        throw std::system_error(forkError != 0 ? forkError : startError, std::generic_category(),
+                                command.arguments.front());
 }
 
 ChildProcess::~ChildProcess() {

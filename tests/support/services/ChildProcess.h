@@ -9,8 +9,8 @@
 
 namespace tavik {
 
-// A program that runs beside us and never outlives us. Its exit status is 128 plus the signal when
-// a signal ended it. Not for several threads at once.
+// A program that runs beside us and never outlives us, nor the thread that started it. Its exit
+// status is 128 plus the signal when a signal ended it. Not for several threads at once.
 class ChildProcess {
 public:
     struct Command {
@@ -18,7 +18,7 @@ public:
         // Changes to our own environment; an empty optional removes a variable.
         std::map<std::string, std::optional<std::string>> environment;
         std::string outputPath; // for both output streams; empty for nowhere
-        std::string input;      // what it reads from its standard input
+        std::string input;      // what it reads from its standard input; 64 KiB at most
     };
 
     // Throws std::system_error when the program cannot be started.
