@@ -1,5 +1,6 @@
 #include "platform/recognition/SpeechModels.h"
 
+#include "app/Paths.h"
 #include "platform/recognition/Transcriber.h"
 
 #include <fmt/format.h>
@@ -22,7 +23,15 @@ SpeechModels installedModels(Vocabulary) {
     const std::string folder = TAVIK_POCKETSPHINX_MODELS "/en-us";
     return {.acousticFolder = folder + "/en-us",
             .dictionary = folder + "/cmudict-en-us.dict",
-            .generalLanguage = folder + "/en-us.lm.bin"};
+            .generalLanguage = folder + "/en-us.lm.bin",
+            .domainLanguage = resourcePath("language/commands.arpa"),
+            .domainShare = 0.5F,
+            .addedWords = {{"vessa", "V EH S AH"},
+                           {"vessas", "V EH S AH Z"},
+                           {"vesa", "V EY S AH"},
+                           {"wessa", "W EH S AH"},
+                           {"tavik", "T AA V IH K"}},
+            .framesHeardFirst = 150};
 }
 
 void requireReadable(const SpeechModels& models) {
@@ -31,6 +40,7 @@ void requireReadable(const SpeechModels& models) {
         requireContent(models.acousticFolder + "/" + part);
     requireContent(models.dictionary);
     requireContent(models.generalLanguage);
+    requireContent(models.domainLanguage);
 }
 
 } // namespace tavik

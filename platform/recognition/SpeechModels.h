@@ -1,19 +1,31 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace tavik {
 
 enum class Vocabulary;
 
-// The files that a decoder is made of.
+// A word that the dictionary lacks, with its phones: "vessa", "V EH S AH".
+struct AddedWord {
+    const char* spelling;
+    const char* phones;
+};
+
+// What a decoder is made of, and how it is tuned.
 struct SpeechModels {
     std::string acousticFolder;
     std::string dictionary;
     std::string generalLanguage; // of everyday English
+    std::string domainLanguage;  // of what is said to an assistant
+    float domainShare;           // of the domain's probabilities in the mixture, from 0 to 1
+    std::vector<AddedWord> addedWords;
+    // How much speech is heard before decoding begins, in frames of 10 ms: see SpeechSpectrum.
+    std::size_t framesHeardFirst;
 };
 
-// The files of `vocabulary` as installed.
+// Those of `vocabulary` as installed.
 SpeechModels installedModels(Vocabulary vocabulary);
 
 // Throws TranscriberError, naming the file, when one is missing or empty.

@@ -4,12 +4,25 @@
 #include "platform/recognition/Transcriber.h"
 
 #include <algorithm>
+#include <array>
+#include <fmt/format.h>
 #include <pocketsphinx.h>
+#include <sphinxbase/cmn.h>
 #include <sphinxbase/err.h>
+#include <sphinxbase/feat.h>
+#include <sphinxbase/ngram_model.h>
 
 namespace tavik {
 
 namespace {
+
+constexpr std::size_t samplesPerSecond = 16000;
+constexpr std::size_t pieceSamples = samplesPerSecond / 10;
+constexpr std::size_t mostHeld = 8 * samplesPerSecond;
+constexpr std::size_t fewestFrames = 20; // whose average says something
+constexpr std::size_t sectionEndsAtPause = 6 * samplesPerSecond;
+constexpr std::size_t longestSection = 20 * samplesPerSecond;
+constexpr const char* searchName = "mixture";
 
 // PocketSphinx prints its progress on the standard error stream, for the whole process.
 void silence() {
@@ -22,16 +35,30 @@ void silence() {
 
 cmd_ln_t* configuration(const SpeechModels& models) {
     return cmd_ln_init(nullptr, ps_args(), TRUE, "-hmm", models.acousticFolder.c_str(), "-dict",
-                       models.dictionary.c_str(), "-lm", models.generalLanguage.c_str(), nullptr);
+                       models.dictionary.c_str(), nullptr);
 }
+
+ngram_model_t* readLanguage(ps_decoder_t* decoder, const std::string& path) {
+    ngram_model_t* model =
+        ngram_model_read(ps_get_config(decoder), path.c_str(), NGRAM_AUTO, ps_get_logmath(decoder));
+    if (model == nullptr)
+        throw TranscriberError(fmt::format("The language model {} could not be loaded.", path));
+    return model;
+}
+
+struct FreeLanguage {
+    void operator()(ngram_model_t* model) const { ngram_model_free(model); }
+};
+using Language = std::unique_ptr<ngram_model_t, FreeLanguage>;
 
 } // namespace
 
-void SphinxDecoder::Release::operator()(ps_decoder_s* decoder) const {
-    ps_free(decoder);
+void SphinxDecoder::Release::operator()(ps_decoder_s* released) const {
+    ps_free(released);
 }
 
-SphinxDecoder::SphinxDecoder(const SpeechModels& models) {
+SphinxDecoder::SphinxDecoder(const SpeechModels& models)
+    : framesHeardFirst(models.framesHeardFirst) {
     silence();
     requireReadable(models);
     cmd_ln_t* options = configuration(models);
@@ -40,27 +67,114 @@ SphinxDecoder::SphinxDecoder(const SpeechModels& models) {
     cmd_ln_free_r(options);
     if (!decoder)
         throw TranscriberError("The speech recognition models could not be loaded.");
+    spectrum.emplace(ps_get_config(decoder.get()));
+    addWords(models);
+    mixLanguages(models);
+}
+
+void SphinxDecoder::addWords(const SpeechModels& models) {
+    for (const AddedWord& word : models.addedWords)
+        ps_add_word(decoder.get(), word.spelling, word.phones, FALSE);
+}
+
+void SphinxDecoder::mixLanguages(const SpeechModels& models) {
+    Language general(readLanguage(decoder.get(), models.generalLanguage));
+    Language domain(readLanguage(decoder.get(), models.domainLanguage));
+    std::array<ngram_model_t*, 2> languages{general.get(), domain.get()};
+    std::array<const char*, 2> names{"general", "domain"};
+    const std::array<float, 2> shares{1 - models.domainShare, models.domainShare};
+    const Language mixture(ngram_model_set_init(ps_get_config(decoder.get()), languages.data(),
+                                                const_cast<char**>(names.data()), shares.data(),
+                                                languages.size()));
+    if (!mixture)
+        throw TranscriberError("The language models could not be mixed.");
+    // The mixture owns them now.
+    static_cast<void>(general.release());
+    static_cast<void>(domain.release());
+    if (ps_set_lm(decoder.get(), searchName, mixture.get()) < 0 ||
+        ps_set_search(decoder.get(), searchName) < 0)
+        throw TranscriberError("The language models do not fit the dictionary.");
 }
 
 void SphinxDecoder::start() {
-    if (ps_start_utt(decoder.get()) < 0)
-        throw TranscriberError("Speech recognition could not begin an utterance.");
+    held.clear();
+    heldTaken = 0;
+    text.clear();
+    spectrumKnown = false;
+    spectrum->restart();
+    ps_start_stream(decoder.get());
+    startSection();
 }
 
 void SphinxDecoder::decode(std::span<const std::int16_t> samples) {
-    if (ps_process_raw(decoder.get(), samples.data(), samples.size(), FALSE, FALSE) < 0)
-        throw TranscriberError("Speech recognition failed on the audio.");
+    held.insert(held.end(), samples.begin(), samples.end());
+    if (!spectrumKnown) {
+        spectrum->add(samples);
+        if (spectrum->speechFrames() < framesHeardFirst && held.size() < mostHeld)
+            return;
+        tellSpectrum();
+    }
+    decodeHeld(2 * samples.size());
 }
 
 std::string SphinxDecoder::end() {
-    if (ps_end_utt(decoder.get()) < 0)
-        throw TranscriberError("Speech recognition could not end the utterance.");
-    const char* text = ps_get_hyp(decoder.get(), nullptr);
-    return text ? text : "";
+    if (!spectrumKnown)
+        tellSpectrum();
+    decodeHeld(held.size());
+    endSection();
+    return std::move(text);
 }
 
 void SphinxDecoder::abandon() {
     ps_end_utt(decoder.get());
+}
+
+void SphinxDecoder::tellSpectrum() {
+    spectrumKnown = true;
+    // With less speech than that, the spectrum of the one who spoke before is the better guess.
+    if (spectrum->speechFrames() >= fewestFrames)
+        cmn_live_set(ps_get_feat(decoder.get())->cmn_struct, spectrum->average().data());
+}
+
+void SphinxDecoder::decodeHeld(std::size_t most) {
+    const std::size_t until = std::min(held.size(), heldTaken + most);
+    while (heldTaken < until) {
+        const std::size_t count = std::min(pieceSamples, until - heldTaken);
+        if (ps_process_raw(decoder.get(), &held[heldTaken], count, FALSE, FALSE) < 0)
+            throw TranscriberError("Speech recognition failed on the audio.");
+        heldTaken += count;
+        sectionSamples += count;
+        if (isSectionOver()) {
+            endSection();
+            startSection();
+        }
+    }
+    if (heldTaken == held.size()) {
+        held.clear();
+        heldTaken = 0;
+    }
+}
+
+bool SphinxDecoder::isSectionOver() const {
+    const bool atPause = sectionSamples >= sectionEndsAtPause && !ps_get_in_speech(decoder.get());
+    return atPause || sectionSamples >= longestSection;
+}
+
+void SphinxDecoder::startSection() {
+    sectionSamples = 0;
+    if (ps_start_utt(decoder.get()) < 0)
+        throw TranscriberError("Speech recognition could not begin an utterance.");
+}
+
+void SphinxDecoder::endSection() {
+    if (ps_end_utt(decoder.get()) < 0)
+        throw TranscriberError("Speech recognition could not end the utterance.");
+    const char* words = ps_get_hyp(decoder.get(), nullptr);
+    if (words == nullptr || *words == '\0')
+        return;
+    if (!text.empty())
+        text += ' ';
+    text += words;
 }
 
 } // namespace tavik
