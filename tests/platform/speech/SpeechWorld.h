@@ -26,8 +26,9 @@ public:
     std::unique_ptr<AudioServer> audio;
     std::unique_ptr<HeardSound> ear;
 
-    // False when the speech goes on for longer than `patience`.
-    bool awaitEnd(std::chrono::milliseconds patience = std::chrono::seconds(15));
+    // False when the speech goes on for longer than `patience`. The service forgets no end: by
+    // default this is less than the deadline of any utterance.
+    bool awaitEnd(std::chrono::milliseconds patience = std::chrono::seconds(8));
     // How long there was a sound since `begin`, in seconds, and when the last one was.
     LoudTime heardSince(double begin);
     // Blocks until there is a sound after `begin`. False when there is none for far too long.
