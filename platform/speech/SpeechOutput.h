@@ -44,7 +44,8 @@ public:
     virtual void stopSpeaking() = 0;
 
     // Every installed voice, without variants, as the service listed them when it was first asked
-    // since its start. Throws SpeechError.
+    // since its start. While it makes that list, for a quarter of a second or more, the service is
+    // deaf, to a stop as well: ask before you speak. Throws SpeechError.
     virtual std::vector<Voice> voices() = 0;
 };
 

@@ -22,6 +22,7 @@ using testing::HasSubstr;
 
 constexpr double pitch = 440; // Hz
 constexpr double amplitude = 0.5;
+constexpr double toneLevel = amplitude / std::numbers::sqrt2;
 
 std::vector<std::string> identifiersOf(const std::vector<AudioDevice>& devices) {
     std::vector<std::string> identifiers;
@@ -88,8 +89,9 @@ protected:
         writeFile(folder.file("tone"),
                   {reinterpret_cast<const char*>(frames.data()), frames.size() * sizeof(float)});
         return std::make_unique<ChildProcess>(ChildProcess::Command{
-            .arguments = {"pacat", "--playback", "--raw", "--format=float32le", "--latency-msec=20",
-                          "--device=usb-feed", fmt::format("--rate={}", format.sampleRate),
+            .arguments = {"pacat", "--playback", "--raw", "--format=float32le",
+                          "--latency-msec=100", "--device=usb-feed",
+                          fmt::format("--rate={}", format.sampleRate),
                           fmt::format("--channels={}", format.channelCount), folder.file("tone")},
             .environment = {},
             .outputPath = "",
@@ -117,7 +119,8 @@ TEST_F(AudioServerTest, ListsMicrophonesButNoMonitors) {
 }
 
 TEST_F(AudioServerTest, CapturesInTheDevicesOwnFormat) {
-    for (const AudioFormat& format : {AudioFormat{8000, 1}, {44100, 2}, {48000, 6}, {16000, 12}}) {
+    for (const AudioFormat& format :
+         {AudioFormat{8000, 1}, {44100, 2}, {96000, 1}, {48000, 6}, {16000, 12}}) {
         SCOPED_TRACE(describe(format));
         const std::string module = addInput(format);
         const auto player = playTone(format);
@@ -126,12 +129,19 @@ TEST_F(AudioServerTest, CapturesInTheDevicesOwnFormat) {
             EXPECT_EQ(heard.format(), format);
             while (loudTimeOf(heard.since(0), format.sampleRate).length < 0.3)
                 ASSERT_TRUE(heard.hearMore(0.1)) << "nothing is heard";
-            const double begin = heard.seconds();
-            ASSERT_TRUE(heard.hearMore(0.5));
-
-            const auto samples = heard.since(begin);
-            EXPECT_NEAR(frequencyOf(samples, format.sampleRate), pitch, 5);
-            EXPECT_NEAR(levelOf(samples), amplitude / std::numbers::sqrt2, 0.02);
+            // On a busy machine the sound server leaves gaps now and then.
+            bool isClean = false;
+            double frequency = 0;
+            double level = 0;
+            for (int window = 0; window < 6 && !isClean; ++window) {
+                const double begin = heard.seconds();
+                ASSERT_TRUE(heard.hearMore(0.5));
+                const auto samples = heard.since(begin);
+                frequency = frequencyOf(samples, format.sampleRate);
+                level = levelOf(samples);
+                isClean = std::abs(frequency - pitch) < 5 && std::abs(level - toneLevel) < 0.02;
+            }
+            EXPECT_TRUE(isClean) << frequency << " Hz, level " << level;
         }
         pulse.pactl({"unload-module", module});
         pulse.pactl({"unload-module", feedModule});
@@ -204,7 +214,12 @@ TEST_F(AudioServerTest, SurvivesTheDeathOfTheServer) {
 
 TEST_F(AudioServerTest, GivesUpOnAServerThatDoesNotAnswer) {
     const auto device = audio->defaultInput().value();
+    auto heard = std::make_unique<HeardSound>(*audio, device);
     pulse.process().suspend();
+
+    const auto start = steady_clock::now();
+    heard.reset();
+    EXPECT_LT(steady_clock::now() - start, 200ms);
 
     const auto ask = [&](std::stop_token stop) { audio->setDefaultInputConfirmed(device, stop); };
     EXPECT_LT(timeToCancel(ask), 200ms); // 50 ms where the machine is idle

@@ -2,9 +2,32 @@
 #include "tests/platform/audio/HeardSound.h"
 
 #include <cmath>
+#include <cstdlib>
 #include <gtest/gtest.h>
 #include <limits>
+#include <new>
 #include <numbers>
+
+namespace {
+
+thread_local int allocations = 0;
+
+} // namespace
+
+void* operator new(std::size_t size) {
+    ++allocations;
+    if (void* memory = std::malloc(size))
+        return memory;
+    throw std::bad_alloc();
+}
+
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
 
 namespace tavik {
 
@@ -107,6 +130,19 @@ TEST(Resampler, ACallWithoutSamplesIsNotTheEndOfTheStream) {
 
     EXPECT_NEAR(levelOf(std::span(mono).subspan(target / 4, target / 2)), toneLevel,
                 toneLevel * 0.01);
+}
+
+TEST(Resampler, AllocatesNothingInSteadyState) {
+    const AudioFormat format{44100, 2};
+    Resampler resampler(format, target);
+    const auto frames = tone(format);
+    const auto piece = std::span<const float>(frames).first(2 * 882);
+    resampler.process(piece);
+
+    const int before = allocations;
+    for (int call = 0; call < 100; ++call)
+        resampler.process(call % 2 == 0 ? piece : piece.first(piece.size() / 2));
+    EXPECT_EQ(allocations, before);
 }
 
 TEST(Resampler, ForgetsSamplesThatAreNoNumbers) {

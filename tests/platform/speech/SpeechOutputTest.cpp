@@ -1,7 +1,7 @@
 #include "tests/platform/speech/SpeechWorld.h"
 
-#include <algorithm>
-#include <gmock/gmock.h>
+#include <fmt/format.h>
+#include <gtest/gtest.h>
 
 namespace tavik {
 
@@ -61,7 +61,9 @@ TEST_F(SpeechOutputTest, StopBringsSilenceInMidWord) {
         EXPECT_LT(timeOf([&] { speech.stopSpeaking(); }), 50ms);
         EXPECT_FALSE(speech.isSpeaking());
         ASSERT_TRUE(world.ear->hearMore(1));
-        EXPECT_LT(world.heardSince(stop).end, 0.5);
+        const double silence = world.heardSince(stop).end;
+        EXPECT_LT(silence, 0.5);
+        RecordProperty(fmt::format("secondsToSilence{}", round), fmt::format("{:.3f}", silence));
     }
 }
 
@@ -131,8 +133,23 @@ TEST_F(SpeechOutputTest, SpeaksWithTheChosenVoiceAndWithTheDefaultAgain) {
     const double inFinnish = world.secondsSpoken("777", finnish);
 
     EXPECT_GT(inFinnish, byDefault * 1.2) << "the number takes longer in Finnish";
-    EXPECT_NEAR(world.secondsSpoken("777"), byDefault, byDefault * 0.1);
-    EXPECT_NEAR(world.secondsSpoken("777", finnish), inFinnish, inFinnish * 0.1);
+    // A busy machine stretches the sound somewhat.
+    const double between = (byDefault + inFinnish) / 2;
+    EXPECT_LT(world.secondsSpoken("777"), between);
+    EXPECT_GT(world.secondsSpoken("777", finnish), between);
+}
+
+TEST_F(SpeechOutputTest, AVoicesNameIsTakenToItsEnd) {
+    const auto pitchOf = [&](const std::string& name) {
+        const double begin = world.ear->seconds();
+        world.secondsSpoken("Mama mama mama mama.",
+                            Voice{"espeak-ng/" + name, name, "en-US", VoiceQuality::compact});
+        return frequencyOf(world.ear->since(begin), world.ear->format().sampleRate);
+    };
+    const double deep = pitchOf("English (America)");
+    const double high = pitchOf("English (America)+Alicia");
+
+    EXPECT_GT(high, deep * 1.2);
 }
 
 } // namespace tavik
