@@ -1,4 +1,5 @@
 #include "platform/audio/Resampler.h"
+#include "tests/platform/audio/AllocationCount.h"
 #include "tests/platform/audio/HeardSound.h"
 
 #include <cmath>
@@ -7,27 +8,6 @@
 #include <limits>
 #include <new>
 #include <numbers>
-
-namespace {
-
-thread_local int allocations = 0;
-
-} // namespace
-
-void* operator new(std::size_t size) {
-    ++allocations;
-    if (void* memory = std::malloc(size))
-        return memory;
-    throw std::bad_alloc();
-}
-
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-
-void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
 
 namespace tavik {
 
@@ -139,10 +119,10 @@ TEST(Resampler, AllocatesNothingInSteadyState) {
     const auto piece = std::span<const float>(frames).first(2 * 882);
     resampler.process(piece);
 
-    const int before = allocations;
+    const int before = allocationsOfThisThread();
     for (int call = 0; call < 100; ++call)
         resampler.process(call % 2 == 0 ? piece : piece.first(piece.size() / 2));
-    EXPECT_EQ(allocations, before);
+    EXPECT_EQ(allocationsOfThisThread(), before);
 }
 
 TEST(Resampler, ForgetsSamplesThatAreNoNumbers) {
