@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/concurrency/Clock.h"
+#include "platform/speech/BoundedMutex.h"
 #include "platform/speech/SpeechOutput.h"
 #include "platform/speech/SpeechVoices.h"
 #include "platform/speech/SsipConnection.h"
@@ -34,7 +35,7 @@ private:
     Clock& clock;
     SpeechVoices installed;
 
-    std::timed_mutex mutex;
+    BoundedMutex mutex;
     // All guarded by mutex.
     std::unique_ptr<SsipConnection> connection;
     std::string chosenVoice; // its identifier; empty while the service's default speaks
