@@ -36,7 +36,7 @@ public:
 
     // From `speak` until the end of the text, a stop, or the loss of the service. An utterance that
     // the service never reports as ended ends at a deadline that suits its length: ten seconds and
-    // 0.12 for each character.
+    // 0.35 for each character.
     virtual bool isSpeaking() = 0;
 
     // Silence at once, in mid-word, also while another thread waits in `speak`. Never throws, and
