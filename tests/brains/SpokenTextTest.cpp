@@ -2,6 +2,8 @@
 #include "brains/SystemPrompt.h"
 #include "platform/text/Text.h"
 
+#include <fmt/format.h>
+
 namespace tavik {
 
 TEST(SpokenError, HasASentenceForEachStatus) {
@@ -31,7 +33,7 @@ TEST(SpokenError, SpeaksTheBeginningOfADetail) {
         const std::string sentence = spokenError("xai", 400, text);
         return sentence.substr(std::string("Xai returned an error: ").size());
     };
-    EXPECT_EQ(detail(std::string(500, 'd')), std::string(120, 'd') + ".");
+    EXPECT_EQ(detail(std::string(500, 'd')), fmt::format("{:d<120}.", ""));
     // Characters, not bytes; and no flood of marks on one of them.
     std::string accents;
     for (int i = 0; i < 130; ++i)

@@ -48,7 +48,9 @@ TEST(Text, TrimsSplitsAndJoins) {
 
 TEST(Pattern, MatchesHostileTextInLinearTime) {
     const auto pattern = Pattern::compile("(a+)+$", Pattern::Case::sensitive);
-    EXPECT_FALSE(pattern->matches(std::string(200'000, 'a') + "!"));
+    std::string text(200'000, 'a');
+    text.back() = '!';
+    EXPECT_FALSE(pattern->matches(text));
 }
 
 TEST(Pattern, FindsAndReplacesLiterally) {
