@@ -156,6 +156,19 @@ TEST_F(AudioServerTest, FirstSamplesComeAtOnce) {
     EXPECT_LT(steady_clock::now() - start, 500ms); // some 20 ms where the machine is idle
 }
 
+TEST_F(AudioServerTest, ALeisurelyDeviceIsHurried) {
+    // With rewinds a null sink brings two seconds at a time to those who do not ask for less.
+    pulse.loadModule("module-null-sink", {"sink_name=leisurely"});
+    pulse.loadModule("module-remap-source", {"source_name=slow", "master=leisurely.monitor"});
+    HeardSound heard(*audio, sourceNamed(*audio, "slow"));
+    ASSERT_TRUE(heard.hearMore(0.01));
+
+    const auto start = steady_clock::now();
+    ASSERT_TRUE(heard.hearMore(0.25));
+    ASSERT_TRUE(heard.hearMore(0.25));
+    EXPECT_LT(steady_clock::now() - start, 1200ms);
+}
+
 TEST_F(AudioServerTest, RefusesWhatCannotBeRecorded) {
     const auto tap = [](std::span<const float>, const AudioFormat&) {};
     const auto ended = [](const std::string&) { ADD_FAILURE() << "ended"; };

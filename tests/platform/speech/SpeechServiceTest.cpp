@@ -53,9 +53,9 @@ TEST_F(SpeechServiceTest, StopsWhileAnotherThreadWaitsInSpeak) {
 
     world.service.process().resume();
     speaker.join();
-    EXPECT_FALSE(speech.isSpeaking());
     world.ear->hearMore(1);
     EXPECT_LT(world.heardSince(begin).length, 0.5);
+    EXPECT_FALSE(speech.isSpeaking());
 }
 
 TEST_F(SpeechServiceTest, ADeadServiceIsAnErrorAndARestartedOneSpeaks) {
