@@ -57,6 +57,8 @@ ExitStatus Demonstration::run() {
         if (failure)
             throw *failure;
         judge();
+        if (uncleanEnd)
+            throw *uncleanEnd;
     } catch (const Failure& reason) {
         tell("Failed: {}\n", reason.what());
         return reason.status;
@@ -70,9 +72,7 @@ std::optional<Failure> Demonstration::holdConversation(Stage& stage) {
     std::optional<Failure> failure;
     try {
         converse(stage, program);
-        program.end();
-        findings.askedToEnd = program.askedToEnd;
-        findings.ended = program.ended;
+        end(program);
     } catch (const Failure& reason) {
         failure = reason;
     }
@@ -80,6 +80,17 @@ std::optional<Failure> Demonstration::holdConversation(Stage& stage) {
     if (const auto reason = stage.brokenRecording(); reason && !failure)
         return Failure(ExitStatus::noServices, "The recording broke off: " + *reason + ".");
     return failure;
+}
+
+// What was spoken is judged first: it came first.
+void Demonstration::end(Program& program) {
+    try {
+        program.end();
+        findings.ended = program.ended;
+    } catch (const Failure& reason) {
+        uncleanEnd = reason;
+    }
+    findings.askedToEnd = program.askedToEnd;
 }
 
 void Demonstration::converse(Stage& stage, Program& program) {

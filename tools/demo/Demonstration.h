@@ -25,6 +25,7 @@ public:
 private:
     std::optional<Failure> holdConversation(Stage& stage);
     void converse(Stage& stage, Program& program);
+    void end(Program& program);
     void judge();
     std::string heardAloud(const Part& part) const;
     void keepFiles() const;
@@ -33,6 +34,7 @@ private:
     const PrivateHome& home;
     std::stop_token stop;
     Findings findings;
+    std::optional<Failure> uncleanEnd;
 };
 
 } // namespace tavik::demo
