@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <fmt/format.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
@@ -116,7 +117,7 @@ void Transfer::setHeaders() {
     headerList.reset();
     const auto append = [this](const std::string& line) {
         if (curl_slist* extended = curl_slist_append(headerList.get(), line.c_str())) {
-            headerList.release();
+            static_cast<void>(headerList.release());
             headerList.reset(extended);
         } else {
             optionRefused = true;
@@ -126,7 +127,7 @@ void Transfer::setHeaders() {
     // Nobody said that the body is a form; a type among the request's own headers comes after this.
     append("Content-Type:");
     for (const auto& [name, value] : current.headers)
-        append(value.empty() ? name + ";" : name + ": " + value);
+        append(value.empty() ? name + ";" : fmt::format("{}: {}", name, value));
     set(CURLOPT_HTTPHEADER, headerList.get());
     set(CURLOPT_USERAGENT, "Tavik/1.0");
     set(CURLOPT_ACCEPT_ENCODING, ""); // everything that can be decoded here

@@ -42,6 +42,7 @@ std::vector<bool> loudBlocks(std::span<const float> samples, std::size_t block) 
     const double loudest = levels.empty() ? 0 : *std::max_element(levels.begin(), levels.end());
     const double gate = std::max(silentAnyway, loudest * silentFraction);
     std::vector<bool> loud;
+    loud.reserve(levels.size());
     for (const double each : levels)
         loud.push_back(each >= gate);
     return loud;

@@ -79,8 +79,8 @@ Utterance spokenUtterance(const Options& options, const PrivateHome& home) {
                                         wakePhrase, pauseAfterPhrase, options.say, options.speaker);
     utterance.sound.rate = phrase.rate;
     auto& samples = utterance.sound.samples;
-    const auto length = [&](double seconds) {
-        return static_cast<std::size_t>(seconds * phrase.rate);
+    const auto length = [rate = utterance.sound.rate](double seconds) {
+        return static_cast<std::size_t>(seconds * rate);
     };
     samples.resize(length(quietAround));
     samples.insert(samples.end(), phrase.samples.begin(), phrase.samples.end());
