@@ -17,15 +17,13 @@ void requireContent(const std::string& path) {
             fmt::format("The speech recognition file {} is missing or empty.", path));
 }
 
-} // namespace
+const std::string packageFolder = TAVIK_POCKETSPHINX_MODELS "/en-us";
 
-SpeechModels installedModels(Vocabulary) {
-    const std::string folder = TAVIK_POCKETSPHINX_MODELS "/en-us";
-    return {.acousticFolder = folder + "/en-us",
-            .dictionary = folder + "/cmudict-en-us.dict",
-            .generalLanguage = folder + "/en-us.lm.bin",
-            .domainLanguage = resourcePath("language/commands.arpa"),
-            .domainShare = 0.5F,
+SpeechModels forCommands() {
+    return {.acousticFolder = packageFolder + "/en-us",
+            .dictionary = packageFolder + "/cmudict-en-us.dict",
+            .languages = {{packageFolder + "/en-us.lm.bin", 0.5F},
+                          {resourcePath("language/commands.arpa"), 0.5F}},
             .addedWords = {{"vessa", "V EH S AH"},
                            {"vessas", "V EH S AH Z"},
                            {"vesa", "V EY S AH"},
@@ -34,13 +32,29 @@ SpeechModels installedModels(Vocabulary) {
             .framesHeardFirst = 150};
 }
 
+// A dictionary of two thousand words instead of a hundred thousand: little memory, and quick. The
+// window is there as a whole, so it is heard as a whole before it is decoded.
+SpeechModels forWakePhrase() {
+    return {.acousticFolder = packageFolder + "/en-us",
+            .dictionary = resourcePath("language/wake.dict"),
+            .languages = {{resourcePath("language/wake.arpa"), 1.0F}},
+            .addedWords = {},
+            .framesHeardFirst = 800};
+}
+
+} // namespace
+
+SpeechModels installedModels(Vocabulary vocabulary) {
+    return vocabulary == Vocabulary::commands ? forCommands() : forWakePhrase();
+}
+
 void requireReadable(const SpeechModels& models) {
     for (const char* part : {"feat.params", "mdef", "means", "variances", "transition_matrices",
                              "sendump", "noisedict"})
         requireContent(models.acousticFolder + "/" + part);
     requireContent(models.dictionary);
-    requireContent(models.generalLanguage);
-    requireContent(models.domainLanguage);
+    for (const LanguageShare& language : models.languages)
+        requireContent(language.path);
 }
 
 } // namespace tavik

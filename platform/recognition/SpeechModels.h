@@ -13,13 +13,17 @@ struct AddedWord {
     const char* phones;
 };
 
+// A language model and the weight of its probabilities in the mixture, from 0 to 1.
+struct LanguageShare {
+    std::string path;
+    float share;
+};
+
 // What a decoder is made of, and how it is tuned.
 struct SpeechModels {
     std::string acousticFolder;
     std::string dictionary;
-    std::string generalLanguage; // of everyday English
-    std::string domainLanguage;  // of what is said to an assistant
-    float domainShare;           // of the domain's probabilities in the mixture, from 0 to 1
+    std::vector<LanguageShare> languages;
     std::vector<AddedWord> addedWords;
     // How much speech is heard before decoding begins, in frames of 10 ms: see SpeechSpectrum.
     std::size_t framesHeardFirst;

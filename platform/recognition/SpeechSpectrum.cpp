@@ -18,18 +18,33 @@ void SpeechSpectrum::Release::operator()(fe_s* released) const {
     fe_free(released);
 }
 
-SpeechSpectrum::SpeechSpectrum(cmd_ln_s* options)
-    : frontEnd(fe_init_auto_r(options)) {
-    if (!frontEnd)
-        throw TranscriberError("The front end of speech recognition could not be made.");
-    sums.resize(static_cast<std::size_t>(fe_get_output_size(frontEnd.get())));
-}
+SpeechSpectrum::SpeechSpectrum(fe_s* decoderFrontEnd)
+    : frontEnd(fe_retain(decoderFrontEnd))
+    , sums(static_cast<std::size_t>(fe_get_output_size(decoderFrontEnd))) {}
 
 void SpeechSpectrum::restart() {
     fe_start_stream(frontEnd.get());
     fe_start_utt(frontEnd.get());
+    forget();
+}
+
+void SpeechSpectrum::settle(std::span<const std::int16_t> everything) {
+    endUtterance();
+    fe_start_utt(frontEnd.get());
+    forget();
+    add(everything);
+    endUtterance();
+}
+
+void SpeechSpectrum::forget() {
     std::ranges::fill(sums, 0);
     frames = 0;
+}
+
+void SpeechSpectrum::endUtterance() {
+    std::vector<mfcc_t> last(sums.size());
+    std::int32_t made = 0;
+    fe_end_utt(frontEnd.get(), last.data(), &made);
 }
 
 void SpeechSpectrum::add(std::span<const std::int16_t> samples) {

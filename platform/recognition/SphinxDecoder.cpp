@@ -1,16 +1,14 @@
 #include "platform/recognition/SphinxDecoder.h"
 
+#include "platform/recognition/LanguageModel.h"
 #include "platform/recognition/SpeechModels.h"
 #include "platform/recognition/Transcriber.h"
 
 #include <algorithm>
-#include <array>
-#include <fmt/format.h>
 #include <pocketsphinx.h>
 #include <sphinxbase/cmn.h>
 #include <sphinxbase/err.h>
 #include <sphinxbase/feat.h>
-#include <sphinxbase/ngram_model.h>
 
 namespace tavik {
 
@@ -38,19 +36,6 @@ cmd_ln_t* configuration(const SpeechModels& models) {
                        models.dictionary.c_str(), nullptr);
 }
 
-ngram_model_t* readLanguage(ps_decoder_t* decoder, const std::string& path) {
-    ngram_model_t* model =
-        ngram_model_read(ps_get_config(decoder), path.c_str(), NGRAM_AUTO, ps_get_logmath(decoder));
-    if (model == nullptr)
-        throw TranscriberError(fmt::format("The language model {} could not be loaded.", path));
-    return model;
-}
-
-struct FreeLanguage {
-    void operator()(ngram_model_t* model) const { ngram_model_free(model); }
-};
-using Language = std::unique_ptr<ngram_model_t, FreeLanguage>;
-
 } // namespace
 
 void SphinxDecoder::Release::operator()(ps_decoder_s* released) const {
@@ -67,9 +52,9 @@ SphinxDecoder::SphinxDecoder(const SpeechModels& models)
     cmd_ln_free_r(options);
     if (!decoder)
         throw TranscriberError("The speech recognition models could not be loaded.");
-    spectrum.emplace(ps_get_config(decoder.get()));
+    spectrum.emplace(ps_get_fe(decoder.get()));
     addWords(models);
-    mixLanguages(models);
+    chooseLanguage(models);
 }
 
 void SphinxDecoder::addWords(const SpeechModels& models) {
@@ -77,21 +62,9 @@ void SphinxDecoder::addWords(const SpeechModels& models) {
         ps_add_word(decoder.get(), word.spelling, word.phones, FALSE);
 }
 
-void SphinxDecoder::mixLanguages(const SpeechModels& models) {
-    Language general(readLanguage(decoder.get(), models.generalLanguage));
-    Language domain(readLanguage(decoder.get(), models.domainLanguage));
-    std::array<ngram_model_t*, 2> languages{general.get(), domain.get()};
-    std::array<const char*, 2> names{"general", "domain"};
-    const std::array<float, 2> shares{1 - models.domainShare, models.domainShare};
-    const Language mixture(ngram_model_set_init(ps_get_config(decoder.get()), languages.data(),
-                                                const_cast<char**>(names.data()), shares.data(),
-                                                languages.size()));
-    if (!mixture)
-        throw TranscriberError("The language models could not be mixed.");
-    // The mixture owns them now.
-    static_cast<void>(general.release());
-    static_cast<void>(domain.release());
-    if (ps_set_lm(decoder.get(), searchName, mixture.get()) < 0 ||
+void SphinxDecoder::chooseLanguage(const SpeechModels& models) {
+    const LanguageModel language = loadLanguages(decoder.get(), models.languages);
+    if (ps_set_lm(decoder.get(), searchName, language.get()) < 0 ||
         ps_set_search(decoder.get(), searchName) < 0)
         throw TranscriberError("The language models do not fit the dictionary.");
 }
@@ -100,26 +73,24 @@ void SphinxDecoder::start() {
     held.clear();
     heldTaken = 0;
     text.clear();
-    spectrumKnown = false;
+    spectrumSettled = false;
     spectrum->restart();
-    ps_start_stream(decoder.get());
-    startSection();
 }
 
 void SphinxDecoder::decode(std::span<const std::int16_t> samples) {
     held.insert(held.end(), samples.begin(), samples.end());
-    if (!spectrumKnown) {
+    if (!spectrumSettled) {
         spectrum->add(samples);
         if (spectrum->speechFrames() < framesHeardFirst && held.size() < mostHeld)
             return;
-        tellSpectrum();
+        settleSpectrum();
     }
     decodeHeld(2 * samples.size());
 }
 
 std::string SphinxDecoder::end() {
-    if (!spectrumKnown)
-        tellSpectrum();
+    if (!spectrumSettled)
+        settleSpectrum();
     decodeHeld(held.size());
     endSection();
     return std::move(text);
@@ -129,11 +100,13 @@ void SphinxDecoder::abandon() {
     ps_end_utt(decoder.get());
 }
 
-void SphinxDecoder::tellSpectrum() {
-    spectrumKnown = true;
-    // With less speech than that, the spectrum of the one who spoke before is the better guess.
+void SphinxDecoder::settleSpectrum() {
+    spectrumSettled = true;
+    spectrum->settle(held);
+    // Eight seconds with hardly any speech tell nothing about the voice.
     if (spectrum->speechFrames() >= fewestFrames)
         cmn_live_set(ps_get_feat(decoder.get())->cmn_struct, spectrum->average().data());
+    startSection();
 }
 
 void SphinxDecoder::decodeHeld(std::size_t most) {

@@ -19,7 +19,7 @@ struct SpeechModels;
 // TranscriberError.
 //
 // The samples are held back until enough speech was heard to know its average spectrum; a decoder
-// that starts without it makes half as many errors again, and more on a quiet microphone. A long
+// that starts without it makes far more errors, most of all on a quiet microphone. A long
 // utterance is decoded in sections that end at pauses, because the last search through a section
 // takes time that grows with its length.
 class SphinxDecoder {
@@ -40,20 +40,20 @@ private:
         void operator()(ps_decoder_s* decoder) const;
     };
 
-    void mixLanguages(const SpeechModels& models);
     void addWords(const SpeechModels& models);
-    void tellSpectrum();
+    void chooseLanguage(const SpeechModels& models);
+    void settleSpectrum();
     void decodeHeld(std::size_t most);
     bool isSectionOver() const;
     void startSection();
     void endSection();
 
     std::unique_ptr<ps_decoder_s, Release> decoder;
-    std::optional<SpeechSpectrum> spectrum; // made with the decoder's options
+    std::optional<SpeechSpectrum> spectrum; // of the decoder's front end
     const std::size_t framesHeardFirst;
     std::vector<std::int16_t> held; // back
     std::size_t heldTaken = 0;      // of `held`
-    bool spectrumKnown = false;
+    bool spectrumSettled = false;
     std::size_t sectionSamples = 0;
     std::string text;
 };
