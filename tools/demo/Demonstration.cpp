@@ -56,14 +56,16 @@ ExitStatus Demonstration::run() {
     try {
         if (failure)
             throw *failure;
-        judge();
+        judgeHearing();
+        judgeSpeech();
         if (uncleanEnd)
             throw *uncleanEnd;
     } catch (const Failure& reason) {
         tell("Failed: {}\n", reason.what());
         return reason.status;
     }
-    tell("All good.\n");
+    tell("{}\n",
+         isMisheard ? "It went through to the end, though the command was misheard." : "All good.");
     return ExitStatus::good;
 }
 
@@ -111,17 +113,27 @@ void Demonstration::converse(Stage& stage, Program& program) {
         findings.waitingAgain = system_clock::now();
 }
 
-void Demonstration::judge() {
-    if (!options.isLive)
-        tell("Tavik understood:  {}\nThe model answered: {}\n",
-             findings.exchanges.empty() ? "" : findings.exchanges.front().command,
-             findings.answer());
+// Only the scripted model can tell what reached it.
+void Demonstration::judgeHearing() {
+    if (findings.exchanges.empty())
+        return;
+    const std::string& understood = findings.exchanges.front().command;
+    tell("Tavik understood:   {}\n", understood);
+    tell("The model answered: {}\n", findings.answer());
+    if (findings.utterance.command.empty())
+        return;
+    const double share = sharedWords(findings.utterance.command, understood);
+    tell("Of the command's words {:.0f} % were understood in their order.\n", share * 100);
+    isMisheard = share < Verdict::threshold;
+}
+
+void Demonstration::judgeSpeech() {
     const auto part = findings.saidAloud();
     if (!part)
         throw Failure(ExitStatus::nothingSpoken,
                       "Nothing was spoken: the loudspeaker stayed silent.");
     const std::string heard = heardAloud(*part);
-    tell("Heard aloud:       {}\n", heard);
+    tell("Heard aloud:        {}\n", heard);
     if (heard.empty())
         throw Failure(ExitStatus::wrongWords, "No word of what was spoken could be understood.");
     if (options.isLive)

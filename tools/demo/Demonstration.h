@@ -26,7 +26,8 @@ private:
     std::optional<Failure> holdConversation(Stage& stage);
     void converse(Stage& stage, Program& program);
     void end(Program& program);
-    void judge();
+    void judgeHearing();
+    void judgeSpeech();
     std::string heardAloud(const Part& part) const;
     void keepFiles() const;
 
@@ -34,6 +35,7 @@ private:
     const PrivateHome& home;
     std::stop_token stop;
     Findings findings;
+    bool isMisheard = false;
     std::optional<Failure> uncleanEnd;
 };
 

@@ -77,6 +77,7 @@ Utterance spokenUtterance(const Options& options, const PrivateHome& home) {
     Utterance utterance;
     utterance.description = fmt::format("\"{}\", {:.1f} s of silence, \"{}\", spoken by {}",
                                         wakePhrase, pauseAfterPhrase, options.say, options.speaker);
+    utterance.command = options.say;
     utterance.sound.rate = phrase.rate;
     auto& samples = utterance.sound.samples;
     const auto length = [rate = utterance.sound.rate](double seconds) {
@@ -96,7 +97,7 @@ Utterance spokenUtterance(const Options& options, const PrivateHome& home) {
 
 // Whoever made the recording paused after the phrase, if at all.
 Utterance recordedUtterance(const std::string& path) {
-    Utterance utterance{readSound(path), "the recording " + path, {}, {}};
+    Utterance utterance{.sound = readSound(path), .description = "the recording " + path};
     const auto loud = loudPart(utterance.sound.samples, utterance.sound.rate);
     if (const auto pause = firstPause(utterance.sound, noticeablePause))
         utterance.phraseEnd = static_cast<double>(*pause - loud->begin) / utterance.sound.rate;

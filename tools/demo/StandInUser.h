@@ -15,6 +15,7 @@ class PrivateHome;
 struct Utterance {
     Sound sound;
     std::string description;
+    std::string command;             // what is asked; empty when it cannot be known
     std::optional<double> phraseEnd; // the last loud sample of "Hey Vessa"
     std::optional<double> commandBegin;
 };
