@@ -22,14 +22,14 @@ std::int16_t toInteger(float sample) {
 DecodingSession::DecodingSession(std::uint32_t sampleRate)
     : limit(mostSecondsBehind * sampleRate) {
     // Only the pages that are used cost memory, and the audio thread never waits for an allocation.
-    samples.reserve(limit);
+    samples.reserve(limit + limit / 8);
 }
 
 void DecodingSession::feed(std::span<const float> incoming) {
     const std::lock_guard lock(mutex);
     if (inputEnded || abandoned)
         return;
-    const std::size_t room = limit - samples.size();
+    const std::size_t room = limit - waiting();
     for (const float sample : incoming.first(std::min(incoming.size(), room)))
         samples.push_back(toInteger(sample));
     if (waiting() >= wanted)
@@ -68,11 +68,14 @@ bool DecodingSession::nextPiece(std::size_t count, std::vector<std::int16_t>& pi
     const std::size_t size = std::min(count, waiting());
     piece.assign(first, first + static_cast<std::ptrdiff_t>(size));
     taken += size;
-    if (waiting() == 0) {
-        samples.clear();
-        taken = 0;
-    }
+    if (waiting() == 0 || taken >= limit / 8)
+        dropTaken();
     return true;
+}
+
+void DecodingSession::dropTaken() {
+    samples.erase(samples.begin(), samples.begin() + static_cast<std::ptrdiff_t>(taken));
+    taken = 0;
 }
 
 void DecodingSession::setText(std::string decoded) {

@@ -34,6 +34,7 @@ public:
 
 private:
     std::size_t waiting() const { return samples.size() - taken; }
+    void dropTaken();
 
     const std::size_t limit;
     std::mutex mutex;

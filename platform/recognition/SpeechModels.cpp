@@ -10,11 +10,28 @@ namespace tavik {
 
 namespace {
 
-void requireContent(const std::string& path) {
+// The library ends the process, or reads past the end, on some damaged files. These are the damages
+// that can be told at a glance.
+void requireContent(const std::string& path, std::string_view beginning = "") {
     std::ifstream file(path, std::ios::binary);
+    std::string found(beginning.size(), '\0');
+    file.read(found.data(), static_cast<std::streamsize>(found.size()));
     if (!file || file.peek() == std::ifstream::traits_type::eof())
         throw TranscriberError(
             fmt::format("The speech recognition file {} is missing or empty.", path));
+    if (found != beginning)
+        throw TranscriberError(fmt::format("The speech recognition file {} is damaged.", path));
+}
+
+void requireWholeArpa(const std::string& path) {
+    requireContent(path);
+    constexpr std::string_view ending = "\\end\\\n";
+    std::ifstream file(path, std::ios::binary);
+    std::string found(ending.size(), '\0');
+    file.seekg(-static_cast<std::streamoff>(ending.size()), std::ios::end);
+    file.read(found.data(), static_cast<std::streamsize>(found.size()));
+    if (found != ending)
+        throw TranscriberError(fmt::format("The language model {} is cut short.", path));
 }
 
 const std::string packageFolder = TAVIK_POCKETSPHINX_MODELS "/en-us";
@@ -49,12 +66,17 @@ SpeechModels installedModels(Vocabulary vocabulary) {
 }
 
 void requireReadable(const SpeechModels& models) {
-    for (const char* part : {"feat.params", "mdef", "means", "variances", "transition_matrices",
-                             "sendump", "noisedict"})
+    for (const char* part : {"means", "variances", "transition_matrices"})
+        requireContent(models.acousticFolder + "/" + part, "s3\n");
+    for (const char* part : {"feat.params", "sendump", "noisedict"})
         requireContent(models.acousticFolder + "/" + part);
+    requireContent(models.acousticFolder + "/mdef", "BMDF");
     requireContent(models.dictionary);
     for (const LanguageShare& language : models.languages)
-        requireContent(language.path);
+        if (language.path.ends_with(".arpa"))
+            requireWholeArpa(language.path);
+        else
+            requireContent(language.path);
 }
 
 } // namespace tavik

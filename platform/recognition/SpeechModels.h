@@ -32,7 +32,7 @@ struct SpeechModels {
 // Those of `vocabulary` as installed.
 SpeechModels installedModels(Vocabulary vocabulary);
 
-// Throws TranscriberError, naming the file, when one is missing or empty.
+// Throws TranscriberError, naming the file, when one is missing, empty or visibly damaged.
 void requireReadable(const SpeechModels& models);
 
 } // namespace tavik

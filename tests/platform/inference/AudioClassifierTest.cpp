@@ -86,5 +86,20 @@ TEST(AudioClassifier, ReportsAWindowThatCannotBeClassified) {
     EXPECT_FLOAT_EQ(classifier->classify(std::vector<float>(8, 1.0F))[0], 3) << "works afterwards";
 }
 
+TEST(AudioClassifier, TheWakeModelLoadsAndKeepsStillWhereNobodySpeaks) {
+    constexpr std::size_t samples = 24000;
+    const auto classifier = loadAudioClassifier(resourcePath("HeyVessa_runtime.onnx"), samples, 2);
+    std::mt19937 random(1);
+    for (const float level : {0.0F, 0.001F, 0.01F, 0.1F, 0.5F}) {
+        std::normal_distribution<float> next(0, std::max(level, 1e-30F));
+        std::vector<float> window(samples);
+        for (float& sample : window)
+            sample = next(random);
+        const auto probabilities = classifier->classify(window);
+        EXPECT_LT(probabilities[1], 0.3) << "for noise of " << level;
+        EXPECT_NEAR(probabilities[0] + probabilities[1], 1, 1e-3);
+    }
+}
+
 } // namespace
 } // namespace tavik

@@ -2,12 +2,17 @@
 
 #include "tests/support/TemporaryFolder.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <fmt/format.h>
+#include <iterator>
+#include <numeric>
 #include <random>
 #include <soxr.h>
+#include <sstream>
 #include <stdexcept>
 
 namespace tavik {
@@ -50,6 +55,11 @@ std::vector<float> decodedWave(const std::string& wave) {
     return resampled(samples, rate);
 }
 
+std::vector<std::string> words(const std::string& text) {
+    std::istringstream stream(text);
+    return {std::istream_iterator<std::string>(stream), {}};
+}
+
 } // namespace
 
 std::vector<float> spoken(const std::string& text, const std::string& voice) {
@@ -59,6 +69,29 @@ std::vector<float> spoken(const std::string& text, const std::string& voice) {
     if (std::system((command + " >/dev/null 2>&1").c_str()) != 0)
         throw std::runtime_error("The synthesiser of " + voice + " failed.");
     return decodedWave(readFile(folder.file("wave")));
+}
+
+std::vector<float> trimmed(const std::vector<float>& samples) {
+    const auto loud = [](float sample) { return std::abs(sample) > 0.01F; };
+    const auto first = std::find_if(samples.begin(), samples.end(), loud);
+    const auto last = std::find_if(samples.rbegin(), samples.rend(), loud).base();
+    return first < last ? std::vector<float>(first, last) : std::vector<float>();
+}
+
+std::size_t wordErrors(const std::string& expected, const std::string& heard) {
+    const auto wanted = words(expected);
+    const auto found = words(heard);
+    std::vector<std::size_t> row(found.size() + 1);
+    std::iota(row.begin(), row.end(), 0);
+    for (std::size_t index = 0; index < wanted.size(); ++index) {
+        std::size_t diagonal = row[0]++;
+        for (std::size_t at = 0; at < found.size(); ++at) {
+            const std::size_t replaced = diagonal + (wanted[index] != found[at]);
+            diagonal = row[at + 1];
+            row[at + 1] = std::min({row[at] + 1, row[at + 1] + 1, replaced});
+        }
+    }
+    return row.back();
 }
 
 std::vector<float> noise(std::size_t samples, float level, unsigned seed) {

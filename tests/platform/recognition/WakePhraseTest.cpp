@@ -1,0 +1,91 @@
+#include "platform/recognition/Transcriber.h"
+
+#include "tests/platform/recognition/SpokenSamples.h"
+
+#include <gtest/gtest.h>
+#include <sstream>
+
+namespace tavik {
+namespace {
+
+constexpr std::size_t windowSamples = 40000;
+
+// The end of `samples` with `trailing` samples of silence after it, filled up with a whisper of
+// noise.
+std::vector<float> window(const std::vector<float>& samples, std::size_t trailing) {
+    std::vector<float> result = noise(windowSamples, 0.0003F);
+    const std::size_t count = std::min(samples.size(), windowSamples - trailing);
+    const std::size_t start = windowSamples - trailing - count;
+    for (std::size_t index = 0; index < count; ++index)
+        result[start + index] += 0.5F * samples[samples.size() - count + index];
+    return result;
+}
+
+// At most four words, and the wake word among them.
+bool holdsWakePhrase(const std::string& text) {
+    std::istringstream stream(text);
+    std::size_t count = 0;
+    bool found = false;
+    for (std::string word; stream >> word; ++count)
+        found |= word == "vessa" || word == "vessas" || word == "vesa" || word == "wessa";
+    return found && count <= 4;
+}
+
+class WakePhraseTest : public testing::Test {
+protected:
+    std::string transcript(const std::vector<float>& samples) {
+        const auto utterance = transcriber->begin();
+        utterance->feed(samples);
+        return utterance->finish({});
+    }
+
+    std::unique_ptr<Transcriber> transcriber = openEmbeddedTranscriber(Vocabulary::wakePhrase);
+};
+
+TEST_F(WakePhraseTest, IsHeardFromManyVoicesAtAnyPlace) {
+    int heard = 0;
+    int said = 0;
+    for (const char* voice : {"flite:slt", "flite:rms", "flite:awb", "espeak-ng:en-us",
+                              "espeak-ng:en-gb", "espeak-ng:en-us+f3", "espeak-ng:en-us+m3"}) {
+        const auto samples = trimmed(spoken("hey vessa", voice));
+        for (const std::size_t trailing : {800U, 4800U, 9600U}) {
+            const std::string text = transcript(window(samples, trailing));
+            heard += holdsWakePhrase(text);
+            ++said;
+            const bool recorded = std::string_view(voice).starts_with("flite");
+            EXPECT_TRUE(holdsWakePhrase(text) || !recorded) << voice << ": " << text;
+        }
+    }
+    EXPECT_GE(heard, said - 2);
+}
+
+TEST_F(WakePhraseTest, IsNotHeardInOtherSpeech) {
+    const struct {
+        const char* voice;
+        const char* sentence;
+    } cases[] = {
+        {"flite:slt", "hey there"},
+        {"flite:rms", "hey jessica"},
+        {"flite:awb", "what a message"},
+        {"flite:slt", "hey everybody"},
+        {"espeak-ng:en-us", "yes sir"},
+        {"flite:slt", "so i was telling vessa about the thing we saw"},
+        {"flite:rms", "and then vessa said that we should go there now"},
+        {"flite:awb", "we drove all the way to the coast and back again"},
+        {"espeak-ng:en-us", "turn on the radio please and make it louder"},
+    };
+    for (const auto& [voice, sentence] : cases) {
+        const std::string text = transcript(window(trimmed(spoken(sentence, voice)), 800));
+        EXPECT_FALSE(holdsWakePhrase(text)) << voice << " said " << sentence << ": " << text;
+    }
+}
+
+TEST_F(WakePhraseTest, IsNotHeardInSilenceOrNoise) {
+    EXPECT_EQ(transcript({}), "");
+    EXPECT_EQ(transcript(std::vector<float>(windowSamples)), "");
+    for (const float level : {0.001F, 0.01F, 0.1F})
+        EXPECT_FALSE(holdsWakePhrase(transcript(noise(windowSamples, level))));
+}
+
+} // namespace
+} // namespace tavik
