@@ -5,6 +5,7 @@
 #include "platform/text/Pattern.h"
 #include "platform/text/Text.h"
 
+#include <algorithm>
 #include <chrono>
 #include <fmt/format.h>
 #include <utility>
@@ -17,6 +18,7 @@ constexpr std::size_t maximumPageBytes = 8 * 1024 * 1024;
 constexpr std::size_t maximumCharacters = 8000;
 // A character can be spelled with any number of marks; no honest text needs as many bytes as this.
 constexpr std::size_t maximumTextBytes = maximumCharacters * 32;
+constexpr std::size_t pieceBytes = 256 * 1024;
 
 constexpr std::pair<std::string_view, std::string_view> entities[] = {
     {"&amp;", "&"}, {"&lt;", "<"}, {"&gt;", ">"}, {"&quot;", "\""}, {"&#39;", "'"}, {"&nbsp;", " "},
@@ -67,15 +69,40 @@ HttpRequest pageRequest(const std::string& url) {
     return request;
 }
 
+bool isBehindTag(const std::string& text, std::size_t position) {
+    return text[position - 1] == '>';
+}
+
+bool isAtVisibleLetter(const std::string& text, std::size_t position) {
+    return text[position] > ' ' && text[position] <= '~';
+}
+
+// Replaces in pieces, so that a stop is seen in time. `isBoundary` tells where no match can begin
+// before and end behind.
+template<typename IsBoundary>
+std::string replaceInPieces(const std::string& text, const Pattern& pattern, IsBoundary isBoundary,
+                            const std::stop_token& stop) {
+    std::string result;
+    for (std::size_t begin = 0; begin < text.size();) {
+        throwIfStopped(stop);
+        std::size_t end = std::min(begin + pieceBytes, text.size());
+        while (end < text.size() && !isBoundary(text, end))
+            ++end;
+        result += pattern.replaceAll(text.substr(begin, end - begin), " ");
+        begin = end;
+    }
+    return result;
+}
+
 std::string withoutMarkup(std::string text, const std::stop_token& stop) {
-    for (const Pattern* pattern : {&script(), &style(), &tag()}) {
-        throwIfStopped(stop); // a page at the size limit takes a while
+    for (const Pattern* pattern : {&script(), &style()}) {
+        throwIfStopped(stop);
         text = pattern->replaceAll(text, " ");
     }
+    text = replaceInPieces(text, tag(), isBehindTag, stop);
     for (const auto& [entity, character] : entities)
         text = replaceEvery(text, entity, character);
-    throwIfStopped(stop);
-    return trimmed(whiteSpace().replaceAll(text, " "));
+    return trimmed(replaceInPieces(text, whiteSpace(), isAtVisibleLetter, stop));
 }
 
 std::string readableText(const HttpResponse& response, const std::stop_token& stop) {

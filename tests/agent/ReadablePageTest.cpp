@@ -1,4 +1,5 @@
 #include "agent/ReadablePage.h"
+#include "platform/concurrency/Cancelled.h"
 #include "tests/agent/ScriptedBrain.h"
 
 #include <chrono>
@@ -81,6 +82,24 @@ TEST(ReadablePage, IsCutByCharactersAndBoundedInBytes) {
     EXPECT_EQ(read(repeated("e\u0301", 8001)), repeated("e\u0301", 8000));
     // One letter with a megabyte of accents is a single character.
     EXPECT_LT(read("e" + repeated("\u0301", 500'000)).size(), 300'000u);
+}
+
+TEST(ReadablePage, ALongPageIsNotTornApart) {
+    // Tags with a "<" and white space inside, and long runs of white space, some of it in two
+    // bytes.
+    EXPECT_EQ(read(repeated("<i class=a < b >", 100'000) + "end"), "end");
+    EXPECT_EQ(read("a" + repeated(" \u00A0\n", 200'000) + "b"), "a b");
+    EXPECT_EQ(read(repeated("x<b>\u00A0 </b>\n", 100'000)).substr(0, 7), "x x x x");
+}
+
+TEST(ReadablePage, AStopIsSeenWhileAPageIsRead) {
+    std::stop_source stop;
+    FakeHttpSession http;
+    http.answer = [&stop](const HttpRequest&, std::stop_token) {
+        stop.request_stop();
+        return HttpResponse{200, {}, "text"};
+    };
+    EXPECT_THROW(fetchReadable("http://x/", http, stop.get_token()), Cancelled);
 }
 
 TEST(ReadablePage, FailuresAreSentences) {
