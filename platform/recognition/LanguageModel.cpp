@@ -41,9 +41,7 @@ LanguageModel loadLanguages(ps_decoder_s* decoder, const std::vector<LanguageSha
                                                shares.data(), static_cast<int>(models.size())));
     if (!mixture)
         throw TranscriberError("The language models could not be mixed.");
-    for (LanguageModel& part : loaded)
-        static_cast<void>(part.release()); // The mixture owns it now.
-    return mixture;
+    return mixture; // It holds on to its parts.
 }
 
 } // namespace tavik
