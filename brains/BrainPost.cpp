@@ -17,6 +17,9 @@ using namespace std::chrono_literals;
 
 constexpr int maximumAttempts = 3;
 constexpr std::size_t quotedBytes = 300;
+// Answers are some kilobytes; a search's results may come along. Parsed, they take many times the
+// room.
+constexpr std::size_t maximumAnswerBytes = 8 * 1024 * 1024;
 
 bool isOffline(TransportFailure failure) {
     return failure == TransportFailure::notConnectedToInternet ||
@@ -86,6 +89,7 @@ Json brainPost(HttpRequest request, const Json& body, std::string_view provider,
                HttpSession& session, Clock& clock, std::stop_token stop) {
     request.method = "POST";
     request.timeout = 60s;
+    request.maximumResponseBytes = maximumAnswerBytes;
     request.body = compactJson(body);
     for (int attempt = 1;; ++attempt) {
         throwIfStopped(stop);

@@ -7,8 +7,7 @@
 
 namespace tavik {
 
-// As `makeHttpSession`, with another view of whether this machine has a way out. Callers that still
-// wait when the session is destroyed get Cancelled.
+// As `makeHttpSession`, with another view of whether this machine has a way out.
 std::unique_ptr<HttpSession> makeHttpSession(std::function<bool()> hasRouteOut);
 
 } // namespace tavik

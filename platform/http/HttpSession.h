@@ -68,7 +68,9 @@ public:
 };
 
 // A session with connections of its own, kept open and used again across calls; http and https
-// only.
+// only. Trusts the system's certificates, or those in the file that SSL_CERT_FILE names. The
+// environment's proxies (http_proxy, https_proxy, no_proxy) serve every host but this machine.
+// Callers that still wait when it is destroyed get Cancelled.
 std::unique_ptr<HttpSession> makeHttpSession();
 
 // The process-wide session, opened at the first use.

@@ -68,7 +68,7 @@ Transfer::Transfer(std::shared_ptr<Exchange> served, CURLSH* sharedState, RouteP
     , hasRouteOut(std::move(routeProbe))
     , easy(curl_easy_init(), curl_easy_cleanup)
     , headerList(nullptr, curl_slist_free_all)
-    , current(exchange->request)
+    , current(std::move(exchange->request))
     , redirectsLeft(current.maximumRedirects) {}
 
 CURL* Transfer::prepare() {

@@ -17,7 +17,7 @@ namespace tavik {
 struct Exchange {
     explicit Exchange(HttpRequest asked);
 
-    const HttpRequest request;
+    HttpRequest request; // taken by the transfer; whoever waits leaves it alone
     const std::chrono::steady_clock::time_point deadline; // for all redirects together
     PendingResponse pending;
 };

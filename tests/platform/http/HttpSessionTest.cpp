@@ -56,6 +56,19 @@ TEST_F(HttpSessionTest, UsesOneConnectionForCallsInARow) {
     EXPECT_EQ(server.connectionCount(), 1);
 }
 
+TEST_F(HttpSessionTest, ReplacesConnectionsThatTheServerClosed) {
+    RawServer server([](Peer& peer) {
+        peer.readRequest();
+        peer.write(okReply("hello")); // and leaves, without having said so
+    });
+    HttpRequest request = get(server.url());
+    request.method = "POST";
+    request.body = "x";
+    for (int i = 0; i < 20; ++i)
+        EXPECT_EQ(session->send(request, {}).body, "hello");
+    EXPECT_EQ(server.connectionCount(), 20);
+}
+
 TEST_F(HttpSessionTest, SendsTheRequestAsItIs) {
     std::string received;
     RawServer server([&](Peer& peer) {
