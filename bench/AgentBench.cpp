@@ -66,6 +66,7 @@ void run(const FreshHome& home) {
     bare.method = "GET";
     bare.url = page;
     std::vector<double> exchanges;
+    exchanges.reserve(rounds);
     for (int round = 0; round < rounds; ++round)
         exchanges.push_back(milliseconds([&] {
             for (int request = 0; request < 2 * steps - 1; ++request)

@@ -38,8 +38,8 @@ cv::dnn::Net parsed(const std::string& path) {
 
 class OpenCvClassifier : public AudioClassifier {
 public:
-    OpenCvClassifier(cv::dnn::Net loaded, std::size_t windowSamples, std::size_t classCount)
-        : network(std::move(loaded))
+    OpenCvClassifier(const cv::dnn::Net& loaded, std::size_t windowSamples, std::size_t classCount)
+        : network(loaded)
         , input(1, static_cast<int>(windowSamples), CV_32F)
         , probabilities(classCount) {}
 

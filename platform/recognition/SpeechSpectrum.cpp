@@ -68,8 +68,9 @@ void SpeechSpectrum::add(std::span<const std::int16_t> samples) {
 
 std::vector<float> SpeechSpectrum::average() const {
     std::vector<float> mean;
+    mean.reserve(sums.size());
     for (const double sum : sums)
-        mean.push_back(static_cast<float>(sum / frames));
+        mean.push_back(static_cast<float>(sum / static_cast<double>(frames)));
     return mean;
 }
 
