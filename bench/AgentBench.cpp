@@ -6,7 +6,7 @@
 #include "brains/MakeBrain.h"
 #include "platform/defaults/UserDefaults.h"
 #include "platform/http/HttpSession.h"
-#include "tests/support/model/ScriptedModel.h"
+#include "tools/stand-ins/model/ScriptedModel.h"
 
 #include <algorithm>
 #include <chrono>

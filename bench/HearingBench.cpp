@@ -7,7 +7,7 @@
 #include "platform/audio/Resampler.h"
 #include "platform/inference/AudioClassifier.h"
 #include "platform/recognition/Transcriber.h"
-#include "tests/support/services/StandInVoice.h"
+#include "tools/stand-ins/services/StandInVoice.h"
 #include "voice/VoiceTuning.h"
 
 #include <algorithm>

@@ -3,8 +3,8 @@
 // with digital silence, where it is not.
 
 #include "bench/FreshHome.h"
-#include "tests/support/services/ChildProcess.h"
-#include "tests/support/services/PrivatePulseAudio.h"
+#include "tools/stand-ins/services/ChildProcess.h"
+#include "tools/stand-ins/services/PrivatePulseAudio.h"
 
 #include <chrono>
 #include <cstdio>

@@ -5,8 +5,8 @@
 #include "bench/FreshHome.h"
 #include "platform/audio/AudioServer.h"
 #include "platform/speech/SpeechOutput.h"
-#include "tests/support/services/PrivatePulseAudio.h"
-#include "tests/support/services/PrivateSpeechDispatcher.h"
+#include "tools/stand-ins/services/PrivatePulseAudio.h"
+#include "tools/stand-ins/services/PrivateSpeechDispatcher.h"
 
 #include <algorithm>
 #include <atomic>

@@ -2,7 +2,7 @@
 #include "agent/Audit.h"
 #include "app/Log.h"
 #include "tests/agent/ScriptedBrain.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tools/stand-ins/services/TemporaryFolder.h"
 
 namespace tavik {
 namespace {

@@ -2,7 +2,7 @@
 #include "app/Log.h"
 #include "platform/text/Text.h"
 #include "tests/agent/ScriptedBrain.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tools/stand-ins/services/TemporaryFolder.h"
 
 #include <cmath>
 #include <filesystem>

@@ -6,9 +6,9 @@
 #include "platform/defaults/UserDefaults.h"
 #include "tests/agent/ScriptedBrain.h"
 #include "tests/support/SimulatedClock.h"
-#include "tests/support/TemporaryFolder.h"
-#include "tests/support/model/DemoRules.h"
-#include "tests/support/model/ScriptedModel.h"
+#include "tools/stand-ins/model/DemoRules.h"
+#include "tools/stand-ins/model/ScriptedModel.h"
+#include "tools/stand-ins/services/TemporaryFolder.h"
 
 #include <chrono>
 #include <cstdlib>

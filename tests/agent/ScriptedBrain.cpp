@@ -3,7 +3,7 @@
 #include "agent/Audit.h"
 #include "agent/BuiltInTools.h"
 #include "platform/text/Text.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tools/stand-ins/services/TemporaryFolder.h"
 
 namespace tavik {
 

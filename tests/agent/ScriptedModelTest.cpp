@@ -1,7 +1,7 @@
-#include "tests/support/model/ScriptedModel.h"
+#include "tools/stand-ins/model/ScriptedModel.h"
 #include "platform/http/HttpSession.h"
 #include "platform/json/Json.h"
-#include "tests/support/model/SpokenArithmetic.h"
+#include "tools/stand-ins/model/SpokenArithmetic.h"
 
 #include <chrono>
 #include <thread>

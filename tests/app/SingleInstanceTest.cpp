@@ -1,7 +1,7 @@
 #include "app/Log.h"
 #include "app/Paths.h"
 #include "app/SingleInstanceGuard.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tools/stand-ins/services/TemporaryFolder.h"
 
 #include <cstdlib>
 #include <sys/stat.h>

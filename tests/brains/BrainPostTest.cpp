@@ -4,7 +4,7 @@
 #include "tests/brains/FakeHttpSession.h"
 #include "tests/support/SimulatedClock.h"
 #include "tests/support/StopTiming.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tools/stand-ins/services/TemporaryFolder.h"
 
 namespace tavik {
 

@@ -5,7 +5,7 @@
 #include "brains/SystemPrompt.h"
 #include "tests/brains/FakeHttpSession.h"
 #include "tests/support/SimulatedClock.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tools/stand-ins/services/TemporaryFolder.h"
 
 #include <filesystem>
 

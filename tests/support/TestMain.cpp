@@ -1,4 +1,4 @@
-#include "tests/support/TemporaryFolder.h"
+#include "tools/stand-ins/services/TemporaryFolder.h"
 
 #include <cstdlib>
 #include <gmock/gmock.h>

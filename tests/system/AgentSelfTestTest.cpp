@@ -1,5 +1,5 @@
-#include "tests/support/model/ScriptedModel.h"
 #include "tests/system/RunningTavik.h"
+#include "tools/stand-ins/model/ScriptedModel.h"
 
 #include <fmt/format.h>
 

@@ -1,7 +1,7 @@
-#include "tests/support/model/ScriptedModel.h"
-#include "tests/support/services/PrivatePulseAudio.h"
-#include "tests/support/services/PrivateSpeechDispatcher.h"
 #include "tests/system/RunningTavik.h"
+#include "tools/stand-ins/model/ScriptedModel.h"
+#include "tools/stand-ins/services/PrivatePulseAudio.h"
+#include "tools/stand-ins/services/PrivateSpeechDispatcher.h"
 
 #include <filesystem>
 #include <thread>

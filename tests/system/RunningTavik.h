@@ -1,8 +1,8 @@
 #pragma once
 
 #include "platform/json/Json.h"
-#include "tests/support/TemporaryFolder.h"
-#include "tests/support/services/ChildProcess.h"
+#include "tools/stand-ins/services/ChildProcess.h"
+#include "tools/stand-ins/services/TemporaryFolder.h"
 
 #include <memory>
 #include <string>

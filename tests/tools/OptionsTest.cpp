@@ -1,7 +1,7 @@
 #include "tools/demo/Options.h"
 
-#include "tests/support/TemporaryFolder.h"
 #include "tools/demo/Failure.h"
+#include "tools/stand-ins/services/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include "tools/demo/Sound.h"
 
-#include "tests/support/TemporaryFolder.h"
+#include "tools/stand-ins/services/TemporaryFolder.h"
 
 #include <cmath>
 #include <gtest/gtest.h>

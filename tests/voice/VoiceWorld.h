@@ -7,8 +7,8 @@
 #include "platform/recognition/Transcriber.h"
 #include "platform/speech/SpeechOutput.h"
 #include "tests/support/SimulatedClock.h"
-#include "tests/support/TemporaryFolder.h"
 #include "tests/voice/FakeAudioServer.h"
+#include "tools/stand-ins/services/TemporaryFolder.h"
 #include "voice/VoiceLoop.h"
 
 #include <atomic>

@@ -1,6 +1,6 @@
 #include "platform/defaults/UserDefaults.h"
-#include "tests/support/TemporaryFolder.h"
 #include "tests/voice/VoiceWorld.h"
+#include "tools/stand-ins/services/TemporaryFolder.h"
 #include "voice/SampleRing.h"
 #include "voice/VoiceDetector.h"
 #include "voice/WakeDetector.h"

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "tests/support/model/ModelRule.h"
 #include "tools/demo/WallTime.h"
+#include "tools/stand-ins/model/ModelRule.h"
 
 #include <mutex>
 #include <string>

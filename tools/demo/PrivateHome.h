@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tests/support/services/ServiceFolder.h"
+#include "tools/stand-ins/services/TemporaryFolder.h"
 
 #include <string>
 
@@ -18,7 +18,7 @@ public:
     std::string file(std::string_view name) const { return folder.file(name); }
 
 private:
-    ServiceFolder folder;
+    TemporaryFolder folder;
 };
 
 } // namespace tavik::demo

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "tests/support/services/ChildProcess.h"
 #include "tools/demo/LogLine.h"
+#include "tools/stand-ins/services/ChildProcess.h"
 
 #include <optional>
 #include <stop_token>

@@ -3,8 +3,9 @@
 #include "app/Paths.h"
 #include "platform/concurrency/Cancelled.h"
 #include "platform/files/AtomicFile.h"
-#include "tests/support/model/DemoRules.h"
+#include "platform/speech/SpeechOutput.h"
 #include "tools/demo/Failure.h"
+#include "tools/stand-ins/model/DemoRules.h"
 
 #include <cstdlib>
 
@@ -13,6 +14,9 @@ namespace tavik::demo {
 namespace {
 
 constexpr const char* microphoneFeed = "microphone-feed";
+
+// The recogniser that listens to the answers understands this voice far better than espeak-ng's.
+constexpr const char* answeringModule = "flite";
 
 // The model accepts any key, but wants one.
 constexpr const char* anyKey = "demonstration";
@@ -26,6 +30,14 @@ AudioDevice required(std::optional<AudioDevice> device, const char* kind) {
     if (!device)
         throw AudioError(std::string("it has no ") + kind);
     return *device;
+}
+
+std::string answeringVoice() {
+    for (const Voice& voice : makeSpeechDispatcher()->voices())
+        if (voice.identifier.starts_with(std::string(answeringModule) + "/"))
+            return voice.identifier;
+    throw std::runtime_error("speech-dispatcher does not speak with flite (on Debian: package "
+                             "speech-dispatcher-flite)");
 }
 
 } // namespace
@@ -51,7 +63,8 @@ void Stage::startServices() {
             model->addRule(std::move(rule));
     sound = std::make_unique<PrivatePulseAudio>();
     setenv("PULSE_SERVER", sound->server().c_str(), 1);
-    speech = std::make_unique<SpeechService>(sound->server());
+    speech = std::make_unique<PrivateSpeechDispatcher>(sound->server(), answeringModule);
+    setenv("SPEECHD_ADDRESS", speech->address().c_str(), 1);
 }
 
 void Stage::openRecorders() {
@@ -64,7 +77,7 @@ void Stage::openRecorders() {
 
 void Stage::writeSettings(const Options& options) const {
     Json settings = {
-        {"onboardingDone", true}, {"provider", options.provider}, {"voiceId", speech->voice()}};
+        {"onboardingDone", true}, {"provider", options.provider}, {"voiceId", answeringVoice()}};
     if (model) {
         settings[options.provider + "Host"] = model->host();
         setenv(keyVariable(options.provider).c_str(), anyKey, 1);

@@ -1,13 +1,13 @@
 #pragma once
 
 #include "platform/audio/AudioServer.h"
-#include "tests/support/model/ScriptedModel.h"
-#include "tests/support/services/PrivatePulseAudio.h"
 #include "tools/demo/ModelJournal.h"
 #include "tools/demo/Options.h"
 #include "tools/demo/PrivateHome.h"
 #include "tools/demo/Recorder.h"
-#include "tools/demo/SpeechService.h"
+#include "tools/stand-ins/model/ScriptedModel.h"
+#include "tools/stand-ins/services/PrivatePulseAudio.h"
+#include "tools/stand-ins/services/PrivateSpeechDispatcher.h"
 
 #include <memory>
 #include <stop_token>
@@ -39,7 +39,7 @@ private:
     ModelJournal journal;
     std::unique_ptr<ScriptedModel> model; // none when the real provider is asked
     std::unique_ptr<PrivatePulseAudio> sound;
-    std::unique_ptr<SpeechService> speech;
+    std::unique_ptr<PrivateSpeechDispatcher> speech;
     std::unique_ptr<AudioServer> audio;
     std::unique_ptr<Recorder> microphone;
     std::unique_ptr<Recorder> speaker;

@@ -2,10 +2,10 @@
 
 #include "platform/files/AtomicFile.h"
 #include "platform/text/Text.h"
-#include "tests/support/services/ChildProcess.h"
-#include "tests/support/services/StandInVoice.h"
 #include "tools/demo/Failure.h"
 #include "tools/demo/PrivateHome.h"
+#include "tools/stand-ins/services/ChildProcess.h"
+#include "tools/stand-ins/services/StandInVoice.h"
 
 #include <algorithm>
 #include <fmt/format.h>

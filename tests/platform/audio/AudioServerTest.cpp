@@ -1,7 +1,7 @@
 #include "tests/platform/audio/HeardSound.h"
 #include "tests/support/StopTiming.h"
-#include "tests/support/TemporaryFolder.h"
-#include "tests/support/services/PrivatePulseAudio.h"
+#include "tools/stand-ins/services/PrivatePulseAudio.h"
+#include "tools/stand-ins/services/TemporaryFolder.h"
 
 #include <atomic>
 #include <cmath>

@@ -1,7 +1,7 @@
 #include "app/Log.h"
 #include "app/Paths.h"
 #include "platform/files/AppendFile.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tools/stand-ins/services/TemporaryFolder.h"
 
 #include <filesystem>
 #include <sys/stat.h>

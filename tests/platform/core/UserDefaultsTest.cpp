@@ -1,5 +1,5 @@
 #include "platform/defaults/UserDefaults.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tools/stand-ins/services/TemporaryFolder.h"
 
 #include <filesystem>
 

@@ -1,5 +1,5 @@
 #include "platform/http/HttpSession.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tools/stand-ins/services/TemporaryFolder.h"
 
 #include <atomic>
 #include <fmt/format.h>

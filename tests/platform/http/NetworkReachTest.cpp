@@ -1,5 +1,5 @@
 #include "platform/http/NetworkReach.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tools/stand-ins/services/TemporaryFolder.h"
 
 #include <sched.h>
 #include <sys/wait.h>

@@ -1,7 +1,7 @@
 #include "platform/inference/AudioClassifier.h"
 
 #include "app/Paths.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tools/stand-ins/services/TemporaryFolder.h"
 
 #include <cmath>
 #include <filesystem>

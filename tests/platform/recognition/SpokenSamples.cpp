@@ -1,6 +1,6 @@
 #include "tests/platform/recognition/SpokenSamples.h"
 
-#include "tests/support/TemporaryFolder.h"
+#include "tools/stand-ins/services/TemporaryFolder.h"
 
 #include <algorithm>
 #include <cmath>

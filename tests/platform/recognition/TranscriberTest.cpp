@@ -2,7 +2,7 @@
 
 #include "platform/concurrency/Cancelled.h"
 #include "tests/platform/recognition/SpokenSamples.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tools/stand-ins/services/TemporaryFolder.h"
 
 #include <chrono>
 #include <cstdlib>

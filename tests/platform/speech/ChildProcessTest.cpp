@@ -1,5 +1,5 @@
-#include "tests/support/services/ChildProcess.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tools/stand-ins/services/ChildProcess.h"
+#include "tools/stand-ins/services/TemporaryFolder.h"
 
 #include <csignal>
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tests/support/services/ServiceFolder.h"
+#include "tools/stand-ins/services/TemporaryFolder.h"
 
 #include <atomic>
 #include <functional>
@@ -32,7 +32,7 @@ private:
     // Whether all of it went out.
     static bool send(int client, std::string_view bytes, const std::stop_token& stop);
 
-    ServiceFolder folder;
+    TemporaryFolder folder;
     const Answer answerTo;
     const std::string endless;
     int listener;

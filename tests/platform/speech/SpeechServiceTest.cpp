@@ -1,7 +1,7 @@
 #include "platform/speech/SpeechDispatcher.h"
 #include "tests/platform/speech/SpeechWorld.h"
 #include "tests/support/SimulatedClock.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tools/stand-ins/services/TemporaryFolder.h"
 
 #include <csignal>
 #include <cstdlib>

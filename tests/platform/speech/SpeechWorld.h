@@ -2,8 +2,8 @@
 
 #include "platform/speech/SpeechOutput.h"
 #include "tests/platform/audio/HeardSound.h"
-#include "tests/support/services/PrivatePulseAudio.h"
-#include "tests/support/services/PrivateSpeechDispatcher.h"
+#include "tools/stand-ins/services/PrivatePulseAudio.h"
+#include "tools/stand-ins/services/PrivateSpeechDispatcher.h"
 
 #include <functional>
 #include <gtest/gtest.h>
@@ -21,7 +21,7 @@ public:
     ~SpeechWorld();
 
     PrivatePulseAudio pulse;
-    PrivateSpeechDispatcher service{pulse.server(), PrivateSpeechDispatcher::Rate::hasty};
+    PrivateSpeechDispatcher service{pulse.server(), "espeak-ng", 100};
     std::unique_ptr<SpeechOutput> speech = makeSpeechDispatcher();
     std::unique_ptr<AudioServer> audio;
     std::unique_ptr<HeardSound> ear;

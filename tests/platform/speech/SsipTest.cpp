@@ -1,6 +1,6 @@
 #include "platform/speech/SpeechVoices.h"
 #include "platform/speech/SsipConnection.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tools/stand-ins/services/TemporaryFolder.h"
 
 #include <cstdlib>
 #include <cstring>

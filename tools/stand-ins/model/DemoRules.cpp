@@ -1,7 +1,7 @@
-#include "tests/support/model/DemoRules.h"
+#include "tools/stand-ins/model/DemoRules.h"
 
 #include "platform/text/Text.h"
-#include "tests/support/model/SpokenArithmetic.h"
+#include "tools/stand-ins/model/SpokenArithmetic.h"
 
 #include <algorithm>
 #include <chrono>

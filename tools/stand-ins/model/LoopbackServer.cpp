@@ -1,4 +1,4 @@
-#include "tests/support/model/LoopbackServer.h"
+#include "tools/stand-ins/model/LoopbackServer.h"
 
 #include "platform/concurrency/StopSignal.h"
 #include "platform/text/Text.h"

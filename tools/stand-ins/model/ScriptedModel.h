@@ -1,8 +1,8 @@
 #pragma once
 
 #include "platform/json/Json.h"
-#include "tests/support/model/LoopbackServer.h"
-#include "tests/support/model/ModelRule.h"
+#include "tools/stand-ins/model/LoopbackServer.h"
+#include "tools/stand-ins/model/ModelRule.h"
 
 #include <deque>
 #include <functional>

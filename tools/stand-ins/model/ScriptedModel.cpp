@@ -1,8 +1,8 @@
-#include "tests/support/model/ScriptedModel.h"
+#include "tools/stand-ins/model/ScriptedModel.h"
 
 #include "platform/concurrency/Cancelled.h"
 #include "platform/concurrency/Clock.h"
-#include "tests/support/model/Dialect.h"
+#include "tools/stand-ins/model/Dialect.h"
 
 #include <fmt/format.h>
 

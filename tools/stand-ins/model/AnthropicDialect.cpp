@@ -1,5 +1,5 @@
 #include "platform/text/Pattern.h"
-#include "tests/support/model/Dialect.h"
+#include "tools/stand-ins/model/Dialect.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>

@@ -1,4 +1,4 @@
-#include "tests/support/model/Dialect.h"
+#include "tools/stand-ins/model/Dialect.h"
 
 namespace tavik {
 

@@ -1,7 +1,8 @@
-#include "tests/support/services/PrivateSpeechDispatcher.h"
+#include "tools/stand-ins/services/PrivateSpeechDispatcher.h"
 
 #include <cstring>
 #include <filesystem>
+#include <fmt/format.h>
 #include <fstream>
 #include <stdexcept>
 #include <sys/socket.h>
@@ -18,6 +19,19 @@ using std::chrono::steady_clock;
 
 constexpr auto startPatience = 10s;
 
+// Of the folder, the sound server, the module and the rate.
+constexpr const char* configuration = R"(LogLevel 1
+LogDir "{0}/log"
+DefaultLanguage "en-US"
+DefaultVolume 100
+DefaultRate {3}
+AudioOutputMethod "pulse"
+AudioPulseServer "{1}"
+AudioPulseMinLength 10
+AddModule "{2}" "sd_{2}" "{2}.conf"
+DefaultModule {2}
+)";
+
 bool accepts(const std::string& path) {
     const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_un address{};
@@ -31,8 +45,10 @@ bool accepts(const std::string& path) {
 
 } // namespace
 
-PrivateSpeechDispatcher::PrivateSpeechDispatcher(std::string pulseServer, Rate speakingRate)
+PrivateSpeechDispatcher::PrivateSpeechDispatcher(std::string pulseServer, std::string moduleName,
+                                                 int speakingRate)
     : sound(std::move(pulseServer))
+    , module(std::move(moduleName))
     , rate(speakingRate) {
     writeConfiguration();
     start();
@@ -46,23 +62,8 @@ void PrivateSpeechDispatcher::writeConfiguration() const {
     std::filesystem::create_directories(folder.file("conf/modules"));
     std::filesystem::create_directories(folder.file("log"));
     std::ofstream(folder.file("conf/speechd.conf"))
-        << "LogLevel 1\n"
-           "LogDir \""
-        << folder.file("log")
-        << "\"\n"
-           "DefaultLanguage \"en-US\"\n"
-           "DefaultVolume 100\n"
-           "DefaultRate "
-        << static_cast<int>(rate)
-        << "\n"
-           "AudioOutputMethod \"pulse\"\n"
-           "AudioPulseServer \""
-        << sound
-        << "\"\n"
-           "AudioPulseMinLength 10\n"
-           "AddModule \"espeak-ng\" \"sd_espeak-ng\" \"espeak-ng.conf\"\n"
-           "DefaultModule espeak-ng\n";
-    std::ofstream(folder.file("conf/modules/espeak-ng.conf")) << "Debug 0\n";
+        << fmt::format(fmt::runtime(configuration), folder.path(), sound, module, rate);
+    std::ofstream(folder.file("conf/modules/" + module + ".conf")) << "Debug 0\n";
 }
 
 void PrivateSpeechDispatcher::restart() {
@@ -72,13 +73,12 @@ void PrivateSpeechDispatcher::restart() {
 
 void PrivateSpeechDispatcher::start() {
     std::filesystem::remove(folder.file("speechd"));
-    const std::string home = folder.file("");
     daemon = std::make_unique<ChildProcess>(ChildProcess::Command{
         .arguments = {"speech-dispatcher", "-s", "-C", folder.file("conf"), "-L",
                       folder.file("log"), "-P", folder.file("pid"), "-c", "unix_socket", "-S",
                       folder.file("speechd"), "-t", "0"},
-        .environment = {{"HOME", home},
-                        {"XDG_RUNTIME_DIR", home},
+        .environment = {{"HOME", folder.path()},
+                        {"XDG_RUNTIME_DIR", folder.path()},
                         {"PULSE_SERVER", sound},
                         {"SPEECHD_ADDRESS", std::nullopt},
                         {"DBUS_SESSION_BUS_ADDRESS", std::nullopt}},

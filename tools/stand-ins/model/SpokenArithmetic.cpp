@@ -1,4 +1,4 @@
-#include "tests/support/model/SpokenArithmetic.h"
+#include "tools/stand-ins/model/SpokenArithmetic.h"
 
 #include "platform/text/Text.h"
 

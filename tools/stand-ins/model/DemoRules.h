@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tests/support/model/ModelRule.h"
+#include "tools/stand-ins/model/ModelRule.h"
 
 #include <string>
 #include <vector>

@@ -1,4 +1,4 @@
-#include "tests/support/model/ModelRule.h"
+#include "tools/stand-ins/model/ModelRule.h"
 
 #include "platform/text/Text.h"
 

@@ -1,4 +1,4 @@
-#include "tests/support/services/PrivatePulseAudio.h"
+#include "tools/stand-ins/services/PrivatePulseAudio.h"
 
 #include <algorithm>
 #include <fstream>

@@ -1,6 +1,6 @@
-#include "tests/support/services/StandInVoice.h"
+#include "tools/stand-ins/services/StandInVoice.h"
 
-#include "tests/support/services/ChildProcess.h"
+#include "tools/stand-ins/services/ChildProcess.h"
 
 #include <filesystem>
 #include <stdexcept>

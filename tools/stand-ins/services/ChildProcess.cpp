@@ -1,4 +1,4 @@
-#include "tests/support/services/ChildProcess.h"
+#include "tools/stand-ins/services/ChildProcess.h"
 
 #include <cerrno>
 #include <csignal>

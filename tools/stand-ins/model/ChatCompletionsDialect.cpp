@@ -1,5 +1,5 @@
 #include "platform/text/Text.h"
-#include "tests/support/model/Dialect.h"
+#include "tools/stand-ins/model/Dialect.h"
 
 #include <algorithm>
 #include <fmt/format.h>

@@ -1,4 +1,4 @@
-#include "tests/support/TemporaryFolder.h"
+#include "tools/stand-ins/services/TemporaryFolder.h"
 
 #include <cstdlib>
 #include <filesystem>
@@ -8,8 +8,9 @@
 
 namespace tavik {
 
+// Short, since the path of a Unix socket has to fit into 108 bytes.
 TemporaryFolder::TemporaryFolder()
-    : folder((std::filesystem::temp_directory_path() / "tavik-test-XXXXXX").string()) {
+    : folder((std::filesystem::temp_directory_path() / "tavik-XXXXXX").string()) {
     if (!mkdtemp(folder.data()))
         throw std::system_error(errno, std::generic_category(), folder);
 }

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "tests/support/model/LoopbackServer.h"
-#include "tests/support/model/ModelRule.h"
+#include "tools/stand-ins/model/LoopbackServer.h"
+#include "tools/stand-ins/model/ModelRule.h"
 
 #include <memory>
 #include <stdexcept>

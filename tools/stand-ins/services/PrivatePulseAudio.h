@@ -1,7 +1,7 @@
 #pragma once
 
-#include "tests/support/services/ChildProcess.h"
-#include "tests/support/services/ServiceFolder.h"
+#include "tools/stand-ins/services/ChildProcess.h"
+#include "tools/stand-ins/services/TemporaryFolder.h"
 
 #include <memory>
 #include <string>
@@ -34,7 +34,7 @@ public:
 private:
     void start();
 
-    ServiceFolder folder;
+    TemporaryFolder folder;
     std::unique_ptr<ChildProcess> daemon;
 };
 
