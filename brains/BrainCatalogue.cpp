@@ -15,13 +15,13 @@ using Options = std::vector<BrainEffortOption>;
 const std::array<BrainProvider, 4>& providers() {
     static const std::array<BrainProvider, 4> table{{
         {"anthropic", "ANTHROPIC_API_KEY", "anthropicHost", "https://api.anthropic.com",
-         "/v1/messages", "claude-haiku-4-5-20251001"},
+         "/v1/messages", "/v1/models/", "claude-haiku-4-5-20251001"},
         {"openai", "OPENAI_API_KEY", "openaiHost", "https://api.openai.com", "/v1/chat/completions",
-         "gpt-4o-mini"},
-        {"xai", "XAI_API_KEY", "xaiHost", "https://api.x.ai", "/v1/chat/completions",
+         "/v1/models/", "gpt-4o-mini"},
+        {"xai", "XAI_API_KEY", "xaiHost", "https://api.x.ai", "/v1/chat/completions", "/v1/models/",
          "grok-2-latest"},
         {"gemini", "GEMINI_API_KEY", "geminiHost", "https://generativelanguage.googleapis.com",
-         "/v1beta/openai/chat/completions", "gemini-3.5-flash-lite"},
+         "/v1beta/openai/chat/completions", "/v1beta/models/", "gemini-3.5-flash-lite"},
     }};
     return table;
 }

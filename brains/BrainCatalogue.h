@@ -16,6 +16,7 @@ struct BrainProvider {
     std::string hostSetting;    // the setting that may name another host
     std::string publicHost;     // such as "https://api.openai.com"
     std::string chatPath;
+    std::string modelsPath; // followed by a model's name: its description
     std::string defaultModel;
 };
 

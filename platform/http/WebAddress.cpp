@@ -62,6 +62,8 @@ bool WebAddress::hasOriginOf(const WebAddress& other) const {
 }
 
 std::string pathComponent(std::string_view text) {
+    if (text == "." || text == "..") // which would lead elsewhere
+        return text == "." ? "%2E" : "%2E%2E";
     std::string escaped;
     for (const char letter : text) {
         if (isUnreserved(letter))
