@@ -5,6 +5,7 @@
 #include "platform/concurrency/Cancelled.h"
 #include "platform/text/Text.h"
 
+#include <algorithm>
 #include <chrono>
 #include <fmt/format.h>
 #include <optional>
@@ -70,6 +71,15 @@ void failUnlessWorthRetrying(const TransportError& error, std::string_view provi
             fmt::format("I couldn't reach {} — the connection kept failing.", provider));
 }
 
+// A header that cannot be sent would look like a network that fails; of a request's headers only
+// the key comes from outside.
+void refuseUnsendableKey(const HttpRequest& request, std::string_view provider) {
+    const auto isUnsendable = [](unsigned char letter) { return letter < ' ' || letter >= 0x7f; };
+    for (const auto& [name, value] : request.headers)
+        if (std::any_of(value.begin(), value.end(), isUnsendable))
+            throw BrainError(spokenError(provider, 401, ""));
+}
+
 // The answer's object; nothing when the provider is busy and may be asked again.
 std::optional<Json> acceptedObject(const HttpResponse& response, std::string_view provider,
                                    int attempt) {
@@ -87,6 +97,7 @@ std::optional<Json> acceptedObject(const HttpResponse& response, std::string_vie
 
 Json brainPost(HttpRequest request, const Json& body, std::string_view provider,
                HttpSession& session, Clock& clock, std::stop_token stop) {
+    refuseUnsendableKey(request, provider);
     request.method = "POST";
     request.timeout = 60s;
     request.maximumResponseBytes = maximumAnswerBytes;

@@ -120,6 +120,16 @@ TEST_F(BrainPost, SaysWhatTheProviderSaid) {
     EXPECT_EQ(clock.elapsed(), 0s); // none of these is tried again
 }
 
+TEST_F(BrainPost, SaysThatAKeyIsWrongThatCannotBeSent) {
+    for (const char* key : {"two\nlines", "bell\a", "schlüssel"}) {
+        HttpRequest request;
+        request.headers = {{"Authorization", std::string("Bearer ") + key}};
+        EXPECT_EQ(sentenceOf([&] { brainPost(request, Json::object(), "xai", http, clock, {}); }),
+                  "Xai rejected the API key. Please check it in Tavik's settings.");
+    }
+    EXPECT_TRUE(http.requests.empty());
+}
+
 TEST_F(BrainPost, CanBeCancelledInEveryWait) {
     http.hang();
     EXPECT_LT(timeToCancel([this](std::stop_token stop) { post(stop); }), 50ms);
