@@ -12,6 +12,7 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <fmt/format.h>
 #include <thread>
 
 namespace tavik {
@@ -81,6 +82,30 @@ TEST_P(ProviderConversation, RunsSeveralToolsOfSeveralSteps) {
     EXPECT_THAT(toolResults(session->messages()),
                 ElementsAre("It rains.", "It is windy.",
                             "TOOL ERROR: This tool is not available to Tavik."));
+}
+
+// The model checks every request of the growing transcript, the calls replayed in it included.
+TEST_P(ProviderConversation, GoesThroughTenStepsOfToolsAndAFollowUp) {
+    settings.set("brainEffort", "low");
+    for (const std::string command : {"first", "again"}) {
+        std::vector<ModelReply> replies;
+        for (int step = 0; step < 10; ++step) {
+            const std::string path = fmt::format("/{}/{}", command, step);
+            replies.push_back(callTool(
+                "fetch_url", {{"url", model.servePage(path, "<p>" + path + "</p>", "text/html")}}));
+        }
+        replies[4].text = "Halfway.";
+        replies[7].calls.push_back({"web_search", {{"query", "schrödinger’s \"cat\""}}});
+        replies.push_back(say("Found."));
+        replies.insert(replies.begin() + 8, say("Searched.")); // what the search is answered
+        model.replyNext(std::move(replies));
+        EXPECT_EQ(ask(command), "Found.");
+    }
+    const auto results = toolResults(session->messages());
+    ASSERT_EQ(results.size(), 22u);
+    EXPECT_EQ(results[8], "Searched.");
+    EXPECT_EQ(results[21], "/again/9");
+    EXPECT_LE(model.connectionCount(), 2);
 }
 
 TEST_P(ProviderConversation, AFailedOrEndedRunLeavesATranscriptThatTheProviderAccepts) {

@@ -88,6 +88,8 @@ TEST_F(ScriptedModelTest, RefusesTranscriptsThatTheProvidersRefuse) {
         {"openai", {user, chatCall("1"), chatResult("1"), chatResult("1")}, 400},
         {"gemini", {user}, 200},
         {"gemini", {user, chatCall("1"), chatResult("1")}, 400}, // without its signature
+        {"anthropic", {{{"role", "user"}, {"content", "hello"}, {"name", "me"}}}, 400},
+        {"openai", {{{"role", "user"}, {"content", "hello"}, {"mood", "good"}}}, 400},
     };
     for (const Case& example : cases) {
         const HttpResponse response = post(example.provider, example.messages);
@@ -116,7 +118,7 @@ TEST_F(ScriptedModelTest, StopsAtOnceWithConnectionsOpenAndARequestWaiting) {
     HttpRequest request{"POST", stopping->chatUrl("openai"), {}, R"({"model":"m"})"};
     http->send(request, {}); // refused; its connection stays
     request.headers = {{"Authorization", "Bearer k"}, {"content-type", "application/json"}};
-    request.body = R"({"model":"m","messages":[{"role":"user","content":"x"}]})";
+    request.body = R"({"model":"m","max_tokens":9,"messages":[{"role":"user","content":"x"}]})";
     std::jthread asking([&] { EXPECT_THROW(http->send(request, {}), TransportError); });
     while (stopping->requests().size() < 2)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));

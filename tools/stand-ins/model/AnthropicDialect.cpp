@@ -17,6 +17,7 @@ public:
     ModelTurn turn;
 
     void read(const Json& message) {
+        requireOnly(message, {"role", "content"});
         const std::string role = requiredString(message, "role");
         const Json* content = member(message, "content");
         require(content && (content->is_string() || content->is_array()),
@@ -60,11 +61,17 @@ private:
             if (requiredString(block, "type") == "tool_result")
                 readResult(block, answered);
             else
-                beginUserText(turn, requiredString(block, "text"));
+                beginUserText(turn, textIn(block));
         return answered;
     }
 
+    static std::string textIn(const Json& block) {
+        requireOnly(block, {"type", "text"});
+        return requiredString(block, "text");
+    }
+
     void readResult(const Json& block, Identifiers& answered) {
+        requireOnly(block, {"type", "tool_use_id", "content", "is_error"});
         const std::string call = requiredString(block, "tool_use_id");
         require(waiting.count(call) == 1,
                 where() + "unexpected `tool_use_id` found in `tool_result` blocks: " + call);
@@ -86,10 +93,11 @@ private:
     void readAssistantBlock(const Json& block) {
         const std::string type = requiredString(block, "type");
         if (type == "text") {
-            requiredString(block, "text");
+            textIn(block);
             return;
         }
         require(type == "tool_use", where() + "unexpected block type " + type);
+        requireOnly(block, {"type", "id", "name", "input"});
         const Json* input = member(block, "input");
         require(input && input->is_object(), where() + "tool_use.input: should be an object");
         requiredString(block, "name");
@@ -114,8 +122,10 @@ private:
 
 bool asksForSearch(const Json& tools) {
     for (const Json& tool : tools)
-        if (stringMember(tool, "type").value_or("").starts_with("web_search_"))
+        if (stringMember(tool, "type").value_or("").starts_with("web_search_")) {
+            requireOnly(tool, {"type", "name", "max_uses"});
             return true;
+        }
     return false;
 }
 
@@ -127,6 +137,7 @@ void readTools(ModelTurn& turn, const Json& body) {
     if (turn.isWebSearch)
         return;
     for (const Json& tool : tools) {
+        requireOnly(tool, {"name", "description", "input_schema"});
         turn.offeredTools.push_back(requiredString(tool, "name"));
         checkTool(turn.offeredTools.back(), member(tool, "input_schema"));
     }
@@ -143,6 +154,11 @@ public:
     ModelTurn read(const ServedRequest& request, const Json& body) const override {
         require(request.header("anthropic-version") == "2023-06-01",
                 "anthropic-version: header is required");
+        requireOnly(body, {"model", "max_tokens", "system", "messages", "tools", "output_config"});
+        if (const Json* output = member(body, "output_config")) {
+            requireOnly(*output, {"effort"});
+            checkEffort(*output, "effort");
+        }
         const Json* limit = member(body, "max_tokens");
         require(limit && limit->is_number_integer() && *limit > 0, "max_tokens: Field required");
         MessageReader reader;

@@ -30,6 +30,7 @@ public:
         require(content && content->is_string(), "messages: content must be a string");
         if (role == "tool")
             return readResult(message);
+        requireOnly(message, {"role", "content", "tool_calls"});
         requireAllAnswered();
         if (role == "user")
             beginUserText(turn, content->get<std::string>());
@@ -51,6 +52,8 @@ private:
     }
 
     void readResult(const Json& message) {
+        // The name is of an older interface that is still taken.
+        requireOnly(message, {"role", "content", "tool_call_id", "name"});
         const std::string call = requiredString(message, "tool_call_id");
         require(waiting.erase(call) == 1, "messages with role 'tool' must be a response to a "
                                           "preceding message with 'tool_calls': " +
@@ -70,12 +73,14 @@ private:
         require(stringMember(call, "type") == "function", "tool_calls: type must be 'function'");
         const Json* function = member(call, "function");
         require(function != nullptr, "tool_calls: function is required");
+        requireOnly(*function, {"name", "arguments"});
         requiredString(*function, "name");
         require(parseJson(requiredString(*function, "arguments")).has_value(),
                 "tool_calls: arguments must be JSON");
         const Json* extra = member(call, "extra_content");
         require(flavour != Flavour::gemini || (extra && *extra == signatureOf(id)),
                 "Function call is missing a thought_signature.");
+        require(flavour == Flavour::gemini || !extra, "extra_content: unknown");
         require(waiting.insert(id).second, "tool_calls: ids must be unique");
     }
 
@@ -98,6 +103,9 @@ public:
     ModelTurn read(const ServedRequest&, const Json& body) const override {
         MessageReader reader(flavour);
         reader.turn.model = requiredString(body, "model");
+        requireOnly(body, {"model", "messages", "max_tokens", "max_completion_tokens", "tools",
+                           "reasoning_effort", "search_parameters"});
+        checkEffort(body, "reasoning_effort");
         checkLimit(body, reader.turn.model);
         for (const Json& message : requiredArray(body, "messages"))
             reader.read(message);
@@ -129,6 +137,8 @@ public:
 
 private:
     static void checkLimit(const Json& body, const std::string& model) {
+        require(body.contains("max_tokens") != body.contains("max_completion_tokens"),
+                "Exactly one of max_tokens and max_completion_tokens is expected.");
         const bool isNewer = lowercased(model).starts_with("gpt-5");
         require(!isNewer || !body.contains("max_tokens"),
                 "Unsupported parameter: 'max_tokens' is not supported with this model. Use "
@@ -142,6 +152,8 @@ private:
             require(stringMember(tool, "type") == "function", "tools: type must be 'function'");
             const Json* function = member(tool, "function");
             require(function != nullptr, "tools: function is required");
+            requireOnly(tool, {"type", "function"});
+            requireOnly(*function, {"name", "description", "parameters"});
             turn.offeredTools.push_back(requiredString(*function, "name"));
             checkTool(turn.offeredTools.back(), member(*function, "parameters"));
         }

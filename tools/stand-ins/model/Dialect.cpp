@@ -2,6 +2,9 @@
 
 #include "platform/text/Pattern.h"
 
+#include <algorithm>
+#include <set>
+
 namespace tavik {
 
 void require(bool holds, const std::string& message) {
@@ -26,6 +29,20 @@ const Json& requiredArray(const Json& object, std::string_view key) {
     require(value && value->is_array() && !value->empty(),
             std::string(key) + ": a non-empty array is required");
     return *value;
+}
+
+void requireOnly(const Json& object, std::initializer_list<std::string_view> known) {
+    for (const auto& entry : object.items())
+        require(std::find(known.begin(), known.end(), entry.key()) != known.end(),
+                entry.key() + ": Extra inputs are not permitted");
+}
+
+void checkEffort(const Json& object, std::string_view key) {
+    static const std::set<std::string> levels = {"none", "minimal", "low", "medium",
+                                                 "high", "xhigh",   "max"};
+    if (member(object, key))
+        require(levels.count(requiredString(object, key)) == 1,
+                std::string(key) + ": unsupported value");
 }
 
 void checkTool(const std::string& name, const Json* schema) {

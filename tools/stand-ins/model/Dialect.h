@@ -3,6 +3,7 @@
 #include "tools/stand-ins/model/LoopbackServer.h"
 #include "tools/stand-ins/model/ModelRule.h"
 
+#include <initializer_list>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -57,6 +58,10 @@ std::string bearerKey(const ServedRequest& request);
 std::string requiredString(const Json& object, std::string_view key);
 // The non-empty array at `key`. Throws RefusedRequest.
 const Json& requiredArray(const Json& object, std::string_view key);
+// Every key of `object` has to be one of `known`. Throws RefusedRequest.
+void requireOnly(const Json& object, std::initializer_list<std::string_view> known);
+// A level of effort, where there is one. Throws RefusedRequest.
+void checkEffort(const Json& object, std::string_view key);
 // A tool's name and the schema of its input. Throws RefusedRequest.
 void checkTool(const std::string& name, const Json* schema);
 // A user's words without the lines of context in front of them.

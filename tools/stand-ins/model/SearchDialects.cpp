@@ -20,6 +20,9 @@ public:
     std::string key(const ServedRequest& request) const override { return bearerKey(request); }
 
     ModelTurn read(const ServedRequest&, const Json& body) const override {
+        requireOnly(body, {"model", "input", "tools", "max_output_tokens", "reasoning"});
+        if (const Json* reasoning = member(body, "reasoning"))
+            checkEffort(*reasoning, "effort");
         require(requiredArray(body, "tools").front() == Json{{"type", "web_search"}},
                 "tools: expected the web search");
         return searchFor(requiredString(body, "model"), requiredString(body, "input"));
@@ -53,8 +56,13 @@ public:
     }
 
     ModelTurn read(const ServedRequest& request, const Json& body) const override {
-        require(member(requiredArray(body, "tools").front(), "google_search") != nullptr,
+        requireOnly(body, {"contents", "tools", "generationConfig"});
+        require(requiredArray(body, "tools").front() == Json{{"google_search", Json::object()}},
                 "tools: expected the search");
+        if (const Json* config = member(body, "generationConfig")) {
+            requireOnly(*config, {"thinkingConfig"});
+            requireOnly(config->at("thinkingConfig"), {"thinkingLevel", "thinkingBudget"});
+        }
         const Json& content = requiredArray(body, "contents").back();
         const Json& part = requiredArray(content, "parts").front();
         return searchFor(modelIn(request.path), requiredString(part, "text"));
