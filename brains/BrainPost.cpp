@@ -1,6 +1,7 @@
 #include "brains/BrainPost.h"
 
 #include "app/Log.h"
+#include "brains/KeyText.h"
 #include "brains/SpokenError.h"
 #include "platform/concurrency/Cancelled.h"
 #include "platform/text/Text.h"
@@ -56,12 +57,6 @@ std::optional<std::string> beginningOf(const std::string& body) {
     return beginning;
 }
 
-std::string detailOf(const std::optional<Json>& payload, const std::string& body) {
-    const Json* error = payload ? member(*payload, "error") : nullptr;
-    const auto message = error ? stringMember(*error, "message") : std::nullopt;
-    return message ? *message : beginningOf(body).value_or("no response");
-}
-
 void failUnlessWorthRetrying(const TransportError& error, std::string_view provider, int attempt) {
     if (isOffline(error.failure))
         throw BrainError("I can't reach the internet right now.");
@@ -71,33 +66,54 @@ void failUnlessWorthRetrying(const TransportError& error, std::string_view provi
             fmt::format("I couldn't reach {} — the connection kept failing.", provider));
 }
 
-// A header that cannot be sent would look like a network that fails; of a request's headers only
-// the key comes from outside.
-void refuseUnsendableKey(const HttpRequest& request, std::string_view provider) {
-    const auto isUnsendable = [](unsigned char letter) { return letter < ' ' || letter >= 0x7f; };
-    for (const auto& [name, value] : request.headers)
-        if (std::any_of(value.begin(), value.end(), isUnsendable))
-            throw BrainError(spokenError(provider, 401, ""));
+// The key that a client put into the headers, in whichever way its provider wants it.
+std::optional<std::string> keyIn(const HttpRequest& request) {
+    constexpr std::string_view scheme = "Bearer ";
+    for (const auto& [name, value] : request.headers) {
+        if (name == "x-api-key" || name == "x-goog-api-key")
+            return value;
+        if (name == "Authorization" && value.starts_with(scheme))
+            return value.substr(scheme.size());
+    }
+    return std::nullopt;
+}
+
+// Providers may repeat a key that they refuse; it must not be read aloud.
+std::string withoutKey(std::string text, const HttpRequest& request) {
+    const std::string key = keyIn(request).value_or("");
+    for (std::size_t at = 0; !key.empty() && (at = text.find(key, at)) != std::string::npos;)
+        text.replace(at, key.size(), "…");
+    return text;
+}
+
+std::string detailOf(const std::optional<Json>& payload, const std::string& body,
+                     const HttpRequest& request) {
+    const Json* error = payload ? member(*payload, "error") : nullptr;
+    const auto message = error ? stringMember(*error, "message") : std::nullopt;
+    return message ? withoutKey(*message, request)
+                   : beginningOf(withoutKey(body, request)).value_or("no response");
 }
 
 // The answer's object; nothing when the provider is busy and may be asked again.
-std::optional<Json> acceptedObject(const HttpResponse& response, std::string_view provider,
-                                   int attempt) {
+std::optional<Json> acceptedObject(const HttpResponse& response, const HttpRequest& request,
+                                   std::string_view provider, int attempt) {
     auto payload = payloadOf(response.body);
     if (payload && response.status >= 200 && response.status <= 299)
         return payload;
     log(fmt::format("[brain] {} HTTP {} (attempt {})", provider, response.status, attempt));
     if (isBusy(response.status) && attempt < maximumAttempts)
         return std::nullopt;
-    throw BrainStatusError(
-        response.status, spokenError(provider, response.status, detailOf(payload, response.body)));
+    throw BrainStatusError(response.status, spokenError(provider, response.status,
+                                                        detailOf(payload, response.body, request)));
 }
 
 } // namespace
 
 Json brainPost(HttpRequest request, const Json& body, std::string_view provider,
                HttpSession& session, Clock& clock, std::stop_token stop) {
-    refuseUnsendableKey(request, provider);
+    const auto key = keyIn(request);
+    if (key && !isPlausibleKey(*key)) // what cannot be sent would look like a network that fails
+        throw BrainError(spokenError(provider, 401, ""));
     request.method = "POST";
     request.timeout = 60s;
     request.maximumResponseBytes = maximumAnswerBytes;
@@ -107,7 +123,7 @@ Json brainPost(HttpRequest request, const Json& body, std::string_view provider,
         std::chrono::milliseconds pause = attempt * 1500ms;
         try {
             const HttpResponse response = session.send(request, stop);
-            if (auto object = acceptedObject(response, provider, attempt))
+            if (auto object = acceptedObject(response, request, provider, attempt))
                 return std::move(*object);
         } catch (const TransportError& error) {
             throwIfStopped(stop);

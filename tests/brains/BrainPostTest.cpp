@@ -94,6 +94,9 @@ TEST_F(BrainPost, TellsFailuresOfTheNetworkApart) {
 
 TEST_F(BrainPost, SaysWhatTheProviderSaid) {
     const std::string longText(299, 'x');
+    std::string emoji;
+    for (int i = 0; i < 74; ++i)
+        emoji += "🙂";
     const struct {
         int status;
         std::string body, expected;
@@ -110,6 +113,8 @@ TEST_F(BrainPost, SaysWhatTheProviderSaid) {
         {200, "\"text\"", "\"text\""},
         {400, longText + "é", std::string(120, 'x')}, // cut in the middle of the last character
         {400, std::string(500, 'y'), std::string(120, 'y')},
+        {400, R"({"error":{"message":"no: secret, secret"}})", "no: …, …"}, // the key
+        {400, emoji + "secret", emoji + "…"},                               // the key at the cut
     };
     for (const auto& [status, body, expected] : cases) {
         http.answer(status, body);
