@@ -25,7 +25,7 @@ protected:
     MakeBrainTest() {
         setenv("HOME", home.path().c_str(), 1);
         for (const char* variable : variables)
-            setenv(variable, (std::string("key of ") + variable).c_str(), 1);
+            setenv(variable, (std::string("key-of-") + variable).c_str(), 1);
     }
     ~MakeBrainTest() override {
         forgetKeys();
@@ -87,7 +87,7 @@ TEST_F(MakeBrainTest, BuildsTheClientOfEachProvider) {
         const HttpRequest request = chatRequest();
         EXPECT_EQ(request.url, url);
         EXPECT_THAT(request.headers.at(0).second,
-                    testing::EndsWith(std::string("key of ") + variable));
+                    testing::EndsWith(std::string("key-of-") + variable));
     }
 }
 
