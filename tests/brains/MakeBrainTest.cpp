@@ -151,7 +151,7 @@ TEST_F(MakeBrainTest, SendsKeysOnlyWhereTheyAreSafe) {
 
 TEST_F(MakeBrainTest, FindsTheKey) {
     writeKeyFile("openai", "from the file");
-    EXPECT_EQ(brainKey("openai", "OPENAI_API_KEY"), "key of OPENAI_API_KEY");
+    EXPECT_EQ(brainKey("openai", "OPENAI_API_KEY"), "key-of-OPENAI_API_KEY");
     setenv("OPENAI_API_KEY", "", 1);
     EXPECT_EQ(brainKey("openai", "OPENAI_API_KEY"), "from the file");
     forgetKeys();

@@ -1,9 +1,11 @@
 #include "tests/system/RunningTavik.h"
 #include "tools/stand-ins/model/ScriptedModel.h"
 
+#include <filesystem>
 #include <fmt/format.h>
 
 using namespace std::chrono_literals;
+using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -126,12 +128,38 @@ TEST(AgentSelfTest, SurvivesConnectionsThatBreakAndRepliesWithoutEnd) {
                 HasSubstr("[selftest] FAIL: I couldn't reach anthropic" + failing));
 }
 
-TEST(AgentSelfTest, NeedsAKeyAndKeepsItToItself) {
-    RunningTavik without({"--selftest-agent", "hello"}, {{"provider", "openai"}});
-    EXPECT_EQ(without.process().waitFor(20s), 0);
-    EXPECT_THAT(without.output(), HasSubstr("[selftest] FAIL: no brain — missing key\n"));
-    SelfTest failing("gemini", std::vector<ModelReply>(3, failWith(401, "test-key is wrong")));
-    EXPECT_THAT(failing.finish(), Not(HasSubstr("test-key")));
+TEST(AgentSelfTest, NeedsAKey) {
+    RunningTavik tavik({"--selftest-agent", "hello"}, {{"provider", "openai"}});
+    EXPECT_EQ(tavik.process().waitFor(20s), 0);
+    EXPECT_THAT(tavik.output(), HasSubstr("[selftest] FAIL: no brain — missing key\n"));
+}
+
+TEST(AgentSelfTest, KeepsItsKeyToItself) {
+    std::map<std::string, std::unique_ptr<SelfTest>> running; // by the key
+    for (const std::string& provider : providers) {
+        const std::string key = keyFor(provider).begin()->second.value();
+        ModelReply slow = failWith(503, key);
+        slow.delay = 500ms;
+        running[key] = std::make_unique<SelfTest>(
+            provider, std::vector<ModelReply>{
+                          slow, callTool("fetch_url", {{"url", "no:" + provider}}), cutConnection(),
+                          callTool("web_search", {{"query", "rain"}}), failWith(410, key),
+                          failWith(400, "The key " + key + " is wrong."), failWith(400, key)});
+    }
+    for (auto& [key, test] : running) {
+        const auto& tavik = test->tavik;
+        EXPECT_TRUE(tavik->prints("[selftest] task"));
+        const std::string process = fmt::format("/proc/{}/cmdline", tavik->process().pid());
+        EXPECT_THAT(readFile(process), AllOf(HasSubstr("--selftest-agent"), Not(HasSubstr(key))));
+    }
+    for (auto& [key, test] : running) {
+        EXPECT_THAT(test->finish(), HasSubstr("[selftest] FAIL: "));
+        // What the program printed is one of the files.
+        for (const auto& file : std::filesystem::recursive_directory_iterator(test->tavik->home()))
+            if (file.is_regular_file()) {
+                EXPECT_THAT(readFile(file.path()), Not(HasSubstr(key))) << file.path();
+            }
+    }
 }
 
 } // namespace tavik

@@ -38,7 +38,7 @@ Json settingsFor(const std::string& provider, const std::string& host) {
 RunningTavik::Environment keyFor(const std::string& provider) {
     std::string name = provider + "_API_KEY";
     std::transform(name.begin(), name.end(), name.begin(), ::toupper);
-    return {{name, "test-key"}};
+    return {{name, "test-key-of-" + provider}};
 }
 
 } // namespace tavik
