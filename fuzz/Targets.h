@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string_view>
+
+// What reads input from outside, each as a function of the input alone. They let no exception out,
+// but sanitizers and failed checks end the process: the fuzzer looks for input that does.
+namespace tavik::fuzz {
+
+// A provider's answer. The first byte chooses the provider and what it was asked.
+void readBrainReply(std::string_view input);
+
+// A web page. The first byte chooses the content type that comes with it.
+void readPage(std::string_view input);
+
+} // namespace tavik::fuzz
