@@ -11,8 +11,7 @@ using Kind = TavikPhase::Kind;
 TEST_F(VoiceWorld, WakesAnswersListensOnAndGoesBackToWaiting) {
     commands = {"what is the time", "and in tokyo"};
     brain->replies = {"It is nine.", "It is five in the afternoon."};
-    start();
-    ASSERT_TRUE(reaches(Kind::idle));
+    ASSERT_TRUE(starts());
     sayWakePhrase();
     pause(500ms);
     say(2s);
@@ -33,8 +32,7 @@ TEST_F(VoiceWorld, WakesAnswersListensOnAndGoesBackToWaiting) {
 TEST_F(VoiceWorld, DropsACommandWhoseWakeIsRejected) {
     commands = {"so that was it"};
     wakeTranscript = "so I was telling vessa about the thing";
-    start();
-    ASSERT_TRUE(reaches(Kind::idle));
+    ASSERT_TRUE(starts());
     sayWakePhrase();
     say(1s);
     ASSERT_TRUE(eventually([&] { return logged("🔕 wake rejected"); }));
@@ -44,8 +42,7 @@ TEST_F(VoiceWorld, DropsACommandWhoseWakeIsRejected) {
 }
 
 TEST_F(VoiceWorld, EndsQuietlyWhenNothingFollowsTheWakePhrase) {
-    start();
-    ASSERT_TRUE(reaches(Kind::idle));
+    ASSERT_TRUE(starts());
     sayWakePhrase();
     ASSERT_TRUE(reaches(Kind::listening));
     ASSERT_TRUE(reaches(Kind::idle));
@@ -55,10 +52,8 @@ TEST_F(VoiceWorld, EndsQuietlyWhenNothingFollowsTheWakePhrase) {
 
 TEST_F(VoiceWorld, ObeysStopAndPausePhrasesWithoutAModel) {
     commands = {"okay stop it thanks", "go to sleep"};
-    start();
-    ASSERT_TRUE(reaches(Kind::idle));
-    loop->triggerSession();
-    say(1s);
+    ASSERT_TRUE(starts());
+    command();
     ASSERT_TRUE(eventually([&] { return logged("🛑 stop phrase — ending the conversation"); }));
     ASSERT_TRUE(reaches(Kind::idle));
     loop->triggerSession();
@@ -72,12 +67,10 @@ TEST_F(VoiceWorld, ObeysStopAndPausePhrasesWithoutAModel) {
 TEST_F(VoiceWorld, SaysThatThereIsNoKey) {
     commands = {"what is the time"};
     brain.reset();
-    start();
-    ASSERT_TRUE(reaches(Kind::idle));
+    ASSERT_TRUE(starts());
     EXPECT_TRUE(logged(
         "Tavik ready. Voice: Emma. Brain: NO KEY — add one in Settings. Say \"Hey Vessa\"."));
-    loop->triggerSession();
-    say(1s);
+    command();
     ASSERT_TRUE(reaches(Kind::speaking));
     ASSERT_TRUE(reaches(Kind::idle));
     EXPECT_THAT(speech.spoken(), ElementsAre("No A P I key is set. Add one in Tavik's settings."));
@@ -85,10 +78,8 @@ TEST_F(VoiceWorld, SaysThatThereIsNoKey) {
 
 TEST_F(VoiceWorld, SpeaksAFailureAndListensOn) {
     commands = {"what is the time", "try again"};
-    start();
-    ASSERT_TRUE(reaches(Kind::idle));
-    loop->triggerSession();
-    say(1s);
+    ASSERT_TRUE(starts());
+    command();
     ASSERT_TRUE(eventually([&] { return logged("👂 listening for a follow-up…"); }));
     EXPECT_TRUE(logged("[brain] request failed"));
     brain->replies = {"Here I am."};
@@ -105,10 +96,8 @@ TEST_F(VoiceWorld, TheHotkeyInterruptsAnAnswerAndANewCommandFollows) {
     brain->replies = {
         "Once upon a time there was a very long story that went on and on and on and on.",
         "The end."};
-    start();
-    ASSERT_TRUE(reaches(Kind::idle));
-    loop->triggerSession();
-    say(1s);
+    ASSERT_TRUE(starts());
+    command();
     ASSERT_TRUE(reaches(Kind::speaking));
     loop->triggerSession();
     EXPECT_FALSE(speech.isSpeaking());
@@ -123,10 +112,8 @@ TEST_F(VoiceWorld, TheHotkeyInterruptsAnAnswerAndANewCommandFollows) {
 TEST_F(VoiceWorld, AClickOnTheOrbEndsTheThinkingAtOnce) {
     commands = {"tell me a story"};
     brain->isSlow = true;
-    start();
-    ASSERT_TRUE(reaches(Kind::idle));
-    loop->triggerSession();
-    say(1s);
+    ASSERT_TRUE(starts());
+    command();
     ASSERT_TRUE(eventually([&] { return brain->calls == 1; }));
     const auto clicked = std::chrono::steady_clock::now();
     loop->cancelSession();
@@ -140,10 +127,8 @@ TEST_F(VoiceWorld, GoesOnWithoutASpeechService) {
     commands = {"what is the time"};
     brain->replies = {"It is nine."};
     speech.isMissing = true;
-    start();
-    ASSERT_TRUE(reaches(Kind::idle));
-    loop->triggerSession();
-    say(1s);
+    ASSERT_TRUE(starts());
+    command();
     ASSERT_TRUE(reaches(Kind::speaking));
     ASSERT_TRUE(reaches(Kind::idle));
     EXPECT_TRUE(logged("[voice] ⚠ couldn't speak: no speech service answers"));
@@ -152,10 +137,8 @@ TEST_F(VoiceWorld, GoesOnWithoutASpeechService) {
 TEST_F(VoiceWorld, StopsInTheMiddleOfAnything) {
     commands = {"tell me a story"};
     brain->isSlow = true;
-    start();
-    ASSERT_TRUE(reaches(Kind::idle));
-    loop->triggerSession();
-    say(1s);
+    ASSERT_TRUE(starts());
+    command();
     ASSERT_TRUE(eventually([&] { return brain->calls == 1; }));
     const auto asked = std::chrono::steady_clock::now();
     loop->stop();

@@ -10,16 +10,14 @@ using Kind = TavikPhase::Kind;
 
 TEST_F(VoiceWorld, TakesTheSavedMicrophone) {
     defaults.set("micDevice", "Headset");
-    start();
-    ASSERT_TRUE(reaches(Kind::idle));
+    ASSERT_TRUE(starts());
     EXPECT_EQ(audio.openedDevice(), "mic.two");
     EXPECT_TRUE(logged("[mic] engine running (input Headset, output Speaker)"));
 }
 
 TEST_F(VoiceWorld, FallsBackWhenTheSavedMicrophoneIsGone) {
     defaults.set("micDevice", "Lost one");
-    start();
-    ASSERT_TRUE(reaches(Kind::idle));
+    ASSERT_TRUE(starts());
     EXPECT_EQ(audio.openedDevice(), "mic.one");
     EXPECT_THAT(
         notices,
@@ -61,8 +59,7 @@ TEST_F(VoiceWorld, SaysWhichMicrophoneCannotBeUsed) {
 TEST_F(VoiceWorld, KeepsACaptureOverALostMicrophone) {
     commands = {"what is the time"};
     brain->replies = {"It is nine."};
-    start();
-    ASSERT_TRUE(reaches(Kind::idle));
+    ASSERT_TRUE(starts());
     loop->triggerSession();
     ASSERT_TRUE(reaches(Kind::listening));
     say(5s);
@@ -74,8 +71,7 @@ TEST_F(VoiceWorld, KeepsACaptureOverALostMicrophone) {
 }
 
 TEST_F(VoiceWorld, RebuildsOnceForABurstOfRouteChangesAndNotForNothing) {
-    start();
-    ASSERT_TRUE(reaches(Kind::idle));
+    ASSERT_TRUE(starts());
     for (int change = 0; change < 10; ++change)
         audio.changeRoute(); // says that something changed, but nothing of ours did
     audio.defaultID = 2;
@@ -104,8 +100,7 @@ TEST_F(VoiceWorld, GivesUpASilentDeviceAfterThreeRebuilds) {
 }
 
 TEST_F(VoiceWorld, StopsWhenTheServerDoesNotComeBack) {
-    start();
-    ASSERT_TRUE(reaches(Kind::idle));
+    ASSERT_TRUE(starts());
     audio.isDown = true;
     audio.endCapture("Connection terminated");
     ASSERT_TRUE(reaches(Kind::error));

@@ -179,6 +179,16 @@ VoiceCallbacks VoiceWorld::callbacks() {
     return callbacks;
 }
 
+bool VoiceWorld::starts() {
+    start();
+    return reaches(TavikPhase::Kind::idle);
+}
+
+void VoiceWorld::command() {
+    loop->triggerSession();
+    say(std::chrono::seconds(1));
+}
+
 void VoiceWorld::sayWakePhrase() {
     const std::lock_guard lock(mutex);
     sounds.emplace_back(wakeLevel, 700ms);

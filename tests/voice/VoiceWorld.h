@@ -61,6 +61,10 @@ protected:
     ~VoiceWorld() override;
 
     void start();
+    // Starts and waits until the loop is idle.
+    bool starts();
+    // The hotkey and a second of speech.
+    void command();
     // The sound of the wake phrase, and of any speech.
     void sayWakePhrase();
     void say(Clock::Duration duration);
