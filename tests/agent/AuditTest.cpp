@@ -2,11 +2,13 @@
 #include "app/Log.h"
 #include "platform/text/Text.h"
 #include "tests/agent/ScriptedBrain.h"
+#include "tools/stand-ins/services/ChildProcess.h"
 #include "tools/stand-ins/services/TemporaryFolder.h"
 
 #include <cmath>
 #include <filesystem>
 #include <limits>
+#include <random>
 #include <thread>
 
 namespace tavik {
@@ -92,6 +94,34 @@ TEST_F(AuditTest, ClearingLeavesAnEmptyFileThatIsWrittenOn) {
     EXPECT_EQ(std::filesystem::file_size(Audit::path()), 0u);
     Audit::record("after");
     EXPECT_THAT(auditedEvents(), ElementsAre(R"({"event":"after"})"));
+}
+
+TEST(AuditKill, LeavesWholeLinesWheneverItComes) {
+    const TemporaryFolder home;
+    const std::string path = home.file("Library/Application Support/Tavik/audit.jsonl");
+    const std::string torn = "{\"left by a crash";
+    std::mt19937 random(7);
+    std::size_t count = 0;
+    for (int round = 0; round < 200; ++round) {
+        writeFile(path, torn);
+        ChildProcess recorder({.arguments = {TAVIK_AUDIT_RECORDER},
+                               .environment = {{"HOME", home.path()}},
+                               .outputPath = "",
+                               .input = ""});
+        while (std::filesystem::file_size(path) == torn.size())
+            std::this_thread::sleep_for(std::chrono::microseconds(100));
+        std::this_thread::sleep_for(std::chrono::microseconds(random() % 3000));
+        recorder.kill();
+
+        const std::string content = readFile(path);
+        auto lines = splitDroppingEmpty(content.substr(0, content.rfind('\n')), '\n');
+        ASSERT_EQ(lines.front(), torn);
+        lines.erase(lines.begin());
+        for (const std::string& line : lines)
+            ASSERT_TRUE(parseJson(line)) << "round " << round << ": " << line;
+        count += lines.size();
+    }
+    EXPECT_GT(count, 2000u); // they did get to record
 }
 
 } // namespace

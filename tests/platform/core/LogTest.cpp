@@ -3,7 +3,9 @@
 #include "platform/files/AppendFile.h"
 #include "tools/stand-ins/services/TemporaryFolder.h"
 
+#include <csignal>
 #include <filesystem>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <thread>
 
@@ -71,6 +73,27 @@ TEST(AppendFile, CreatesItsFolderAndNarrowsAnOlderFile) {
     AppendFile(path).append("two\n");
     EXPECT_EQ(modeOf(path), 0600U);
     EXPECT_EQ(readFile(path), "one\ntwo\n");
+}
+
+TEST(AppendFile, BeginsALineOfItsOwnAfterATornOne) {
+    const TemporaryFolder folder;
+    const std::string path = folder.file("lines");
+    writeFile(path, "one\ntw");
+    AppendFile file(path);
+    file.append("three\n");
+    EXPECT_EQ(readFile(path), "one\ntw\nthree\n");
+
+    // A disk that is full after two more bytes.
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit before{};
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit full{readFile(path).size() + 2, before.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &full);
+    file.append("four\n");
+    file.append("five\n");
+    setrlimit(RLIMIT_FSIZE, &before);
+    file.append("six\n");
+    EXPECT_EQ(readFile(path), "one\ntw\nthree\nfo\nsix\n");
 }
 
 TEST(AppendFile, LosesRecordsQuietlyButNotAFailedClearing) {
