@@ -1,7 +1,9 @@
-// The agent's own time for a command of ten steps, with a model that answers at once, beside the
-// time that ten bare exchanges with the same server take. Connections opened for it: one.
+// The agent's own time for commands of ten and forty steps, with a model that answers at once,
+// beside the time that as many bare exchanges with the same server take; connections opened for it:
+// one. And the time to make readable text of a page of a megabyte.
 
 #include "agent/AgentSession.h"
+#include "agent/ReadablePage.h"
 #include "bench/FreshHome.h"
 #include "brains/MakeBrain.h"
 #include "platform/defaults/UserDefaults.h"
@@ -18,7 +20,6 @@ namespace {
 
 using namespace tavik;
 
-constexpr int steps = 10;
 constexpr int rounds = 20;
 
 double milliseconds(const std::function<void()>& work) {
@@ -33,8 +34,8 @@ double median(std::vector<double> values) {
     return values[values.size() / 2];
 }
 
-// Nine tool calls, each another page, then the answer.
-std::vector<ModelReply> tenSteps(const std::string& page) {
+// All but one of the steps are tool calls, each for another page; then comes the answer.
+std::vector<ModelReply> repliesOf(int steps, const std::string& page) {
     std::vector<ModelReply> replies;
     for (int step = 1; step < steps; ++step)
         replies.push_back(callTool("fetch_url", {{"url", fmt::format("{}?{}", page, step)}}));
@@ -42,48 +43,80 @@ std::vector<ModelReply> tenSteps(const std::string& page) {
     return replies;
 }
 
-void run(const FreshHome& home) {
-    ScriptedModel model;
-    const std::string page = model.servePage("/page", "<p>A short page.</p>");
-    UserDefaults defaults(home.file("defaults.json"));
-    defaults.set("geminiHost", model.host());
-    const auto http = makeHttpSession();
-    const std::shared_ptr<Brain> brain = makeBrain(defaults, *http, systemClock());
+class AgentBench {
+public:
+    AgentBench() {
+        defaults.set("geminiHost", model.host());
+        brain = makeBrain(defaults, *http, systemClock());
+    }
 
-    std::vector<double> agent;
-    for (int round = 0; round < rounds; ++round) {
-        model.replyNext(tenSteps(page));
-        AgentSurroundings surroundings;
-        surroundings.buildToolbox = [&](std::stop_token) {
+    void measureSteps(int steps) {
+        std::vector<double> agent;
+        for (int round = 0; round < rounds; ++round) {
+            model.replyNext(repliesOf(steps, shortPage));
+            AgentSession session(brain, makeSessionID(), surroundings());
+            agent.push_back(milliseconds([&] { session.handle("fetch the pages", {}, {}); }));
+        }
+        const int connections = model.connectionCount();
+        const int requests = 2 * steps - 1;
+        std::vector<double> bare;
+        bare.reserve(rounds);
+        for (int round = 0; round < rounds; ++round)
+            bare.push_back(milliseconds([&] { fetch(shortPage, requests); }));
+        std::printf("%d steps (%d requests)   %7.2f ms, median of %d\n", steps, requests,
+                    median(agent), rounds);
+        std::printf("as many bare requests     %7.2f ms, ratio %.2f\n", median(bare),
+                    median(agent) / median(bare));
+        std::printf("connections opened so far %7d (limit 1)\n", connections);
+    }
+
+    void measurePage() {
+        std::string html;
+        while (html.size() < 1'000'000)
+            html += "<p class=\"a\">Some words &amp; a <a href=\"/link\">link</a>.</p>\n"
+                    "<script>if (a < b) c();</script>";
+        const std::string page = model.servePage("/long", html);
+        std::vector<double> reading;
+        std::vector<double> bare;
+        for (int round = 0; round < rounds; ++round) {
+            reading.push_back(milliseconds([&] { fetchReadable(page, *http, {}); }));
+            bare.push_back(milliseconds([&] { fetch(page, 1); }));
+        }
+        std::printf("text of a page of 1 MB    %7.2f ms, of which the transfer takes %.2f\n",
+                    median(reading), median(bare));
+    }
+
+private:
+    AgentSurroundings surroundings() {
+        AgentSurroundings result;
+        result.buildToolbox = [this](std::stop_token) {
             return DesktopToolbox(DesktopToolbox::build({}).specs(), *http);
         };
-        AgentSession session(brain, makeSessionID(), surroundings);
-        agent.push_back(milliseconds([&] { session.handle("fetch the pages", {}, {}); }));
+        return result;
     }
-    const int connections = model.connectionCount();
 
-    HttpRequest bare;
-    bare.method = "GET";
-    bare.url = page;
-    std::vector<double> exchanges;
-    exchanges.reserve(rounds);
-    for (int round = 0; round < rounds; ++round)
-        exchanges.push_back(milliseconds([&] {
-            for (int request = 0; request < 2 * steps - 1; ++request)
-                http->send(bare, {});
-        }));
-    std::printf("ten steps (%d requests)   %7.2f ms, median of %d\n", 2 * steps - 1, median(agent),
-                rounds);
-    std::printf("as many bare requests     %7.2f ms, ratio %.2f\n", median(exchanges),
-                median(agent) / median(exchanges));
-    std::printf("connections opened        %7d (limit 1)\n", connections);
-}
+    void fetch(const std::string& url, int times) {
+        HttpRequest request;
+        request.url = url;
+        for (int count = 0; count < times; ++count)
+            http->send(request, {});
+    }
+
+    const FreshHome home;
+    ScriptedModel model;
+    const std::string shortPage = model.servePage("/page", "<p>A short page.</p>");
+    UserDefaults defaults{home.file("defaults.json")};
+    const std::unique_ptr<HttpSession> http = makeHttpSession();
+    std::shared_ptr<Brain> brain;
+};
 
 } // namespace
 
 int main() {
-    const tavik::FreshHome home;
     setenv("GEMINI_API_KEY", "bench-key", 1);
-    run(home);
+    AgentBench bench;
+    bench.measureSteps(10);
+    bench.measureSteps(40);
+    bench.measurePage();
     return 0;
 }
