@@ -1,8 +1,10 @@
 #include "agent/ReadablePage.h"
 #include "platform/concurrency/Cancelled.h"
 #include "tests/agent/ScriptedBrain.h"
+#include "tools/stand-ins/services/TemporaryFolder.h"
 
 #include <chrono>
+#include <filesystem>
 
 namespace tavik {
 namespace {
@@ -75,6 +77,40 @@ TEST(ReadablePage, IsReadInItsCharacterSet) {
     };
     for (const Case& example : cases)
         EXPECT_EQ(read(example.body, example.contentType), example.text) << example.contentType;
+}
+
+// Documents of many kinds; what is to be read in each stands beside it.
+TEST(ReadablePage, ReadsDocumentsOfAllKinds) {
+    const std::pair<std::string, std::string> documents[] = {
+        {"article", "text/html; charset=utf-8"},
+        {"timetable", "text/html"},
+        {"form", "text/html; charset=utf-8"},
+        {"windows-1252", "text/html; charset=windows-1252"},
+        {"shift-jis", "text/html"},
+        {"gb18030", "text/html; charset=gb18030"},
+        {"utf-16-little", "text/html"},
+        {"utf-16-big", "text/html"},
+        {"koi8-r", "text/html"},
+        {"latin-2", "text/html"},
+        {"arabic", "text/html; charset=utf-8"},
+        {"marked-utf-8", "text/html"},
+        {"old-html", "text/html; charset=utf-8"},
+        {"xhtml", "application/xhtml+xml; charset=utf-8"},
+        {"drawing", "text/html; charset=utf-8"},
+        {"plain", "text/plain; charset=utf-8"},
+        {"data", "application/json"},
+        {"feed", "application/rss+xml"},
+        {"only-scripts", "text/html; charset=utf-8"},
+        {"comments", "text/html; charset=utf-8"},
+        {"minified", "text/html; charset=utf-8"},
+        {"symbols", "text/html; charset=utf-8"},
+        {"code", "text/html; charset=utf-8"},
+    };
+    const std::filesystem::path folder = TAVIK_TEST_PAGES;
+    for (const auto& [name, contentType] : documents)
+        EXPECT_EQ(read(readFile(folder / (name + ".page")), contentType) + "\n",
+                  readFile(folder / (name + ".text")))
+            << name;
 }
 
 TEST(ReadablePage, IsCutByCharactersAndBoundedInBytes) {
