@@ -3,6 +3,7 @@
 #include "platform/concurrency/Cancelled.h"
 #include "platform/http/NetworkReach.h"
 #include "platform/http/TransferLoop.h"
+#include "platform/http/WebAddress.h"
 
 #include <curl/curl.h>
 #include <stdexcept>
@@ -11,6 +12,9 @@
 namespace tavik {
 
 namespace {
+
+// Whoever speaks a command is done with it by then.
+constexpr std::chrono::seconds connectingTimeout{10};
 
 void startLibrary() {
     // Never cleaned up: a resolver's thread may outlive every session.
@@ -25,6 +29,15 @@ HttpResponse responseOf(PendingResponse::Outcome outcome) {
     if (std::holds_alternative<Cancelled>(outcome))
         throw Cancelled();
     return std::get<HttpResponse>(std::move(outcome));
+}
+
+// The least that makes a server keep a connection.
+HttpRequest connectingRequest(const WebAddress& address) {
+    HttpRequest request;
+    request.method = "HEAD";
+    request.url = address.origin() + "/";
+    request.timeout = connectingTimeout;
+    return request;
 }
 
 class CurlHttpSession : public HttpSession {
@@ -45,6 +58,12 @@ public:
             return responseOf(std::move(*outcome));
         running->abandon(exchange);
         throw Cancelled();
+    }
+
+    void prepareConnection(const std::string& url) override {
+        if (const auto address = WebAddress::parse(url))
+            loop->start(std::make_shared<Exchange>(connectingRequest(*address),
+                                                   Exchange::Purpose::connection));
     }
 
 private:

@@ -65,12 +65,18 @@ public:
     // Blocks until the whole response is there; any status counts as a response. Throws
     // TransportError, or Cancelled within 50 ms of a stop request.
     virtual HttpResponse send(const HttpRequest& request, std::stop_token stop) = 0;
+
+    // Opens a connection to the host of `url` ahead of a request that is about to come, unless one
+    // is idle there or being opened. Returns at once, and a failure has no consequence. Neither a
+    // key nor the path of `url` is sent. A session without connections has nothing to prepare.
+    virtual void prepareConnection(const std::string& url) { static_cast<void>(url); }
 };
 
 // A session with connections of its own, kept open and used again across calls; http and https
-// only. Trusts the system's certificates, or those in the file that SSL_CERT_FILE names. The
-// environment's proxies (http_proxy, https_proxy, no_proxy) serve every host but this machine.
-// Callers that still wait when it is destroyed get Cancelled.
+// only, with HTTP/2 where a server offers it encrypted. Trusts the system's certificates, or those
+// in the file that SSL_CERT_FILE names. The proxies of the environment (http_proxy, https_proxy,
+// all_proxy, no_proxy) or else of the desktop's settings serve every host but this machine. Callers
+// that still wait when it is destroyed get Cancelled.
 std::unique_ptr<HttpSession> makeHttpSession();
 
 // The process-wide session, opened at the first use.

@@ -6,10 +6,12 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 namespace tavik {
 
@@ -28,7 +30,13 @@ int tuneSocket(void*, curl_socket_t descriptor, curlsocktype) {
     // Where the option is missing, the request's own timeout still holds.
     setsockopt(descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT, &unacknowledgedMilliseconds,
                sizeof unacknowledgedMilliseconds);
+    fcntl(descriptor, F_SETFD, FD_CLOEXEC); // a program that we start would hold it open
     return CURL_SOCKOPT_OK;
+}
+
+int closeSocket(void* connections, curl_socket_t descriptor) {
+    static_cast<KeptConnections*>(connections)->forget(descriptor);
+    return close(descriptor);
 }
 
 bool hasControlCharacter(const std::string& text) {
@@ -58,31 +66,43 @@ HttpRequest::Header parsedHeader(std::string_view line) {
 
 } // namespace
 
-Exchange::Exchange(HttpRequest asked)
+Exchange::Exchange(HttpRequest asked, Purpose use)
     : request(std::move(asked))
+    , purpose(use)
     , deadline(steady_clock::now() + std::clamp(request.timeout, 0ms, longestTimeout)) {}
 
-Transfer::Transfer(std::shared_ptr<Exchange> served, CURLSH* sharedState, RouteProbe routeProbe)
+Transfer::Transfer(std::shared_ptr<Exchange> served, const Surroundings& around)
     : exchange(std::move(served))
-    , share(sharedState)
-    , hasRouteOut(std::move(routeProbe))
+    , surroundings(around)
     , easy(curl_easy_init(), curl_easy_cleanup)
     , headerList(nullptr, curl_slist_free_all)
     , current(std::move(exchange->request))
-    , redirectsLeft(current.maximumRedirects) {}
+    , redirectsLeft(current.maximumRedirects) {
+    findDestination();
+}
+
+void Transfer::findDestination() {
+    const std::string before = origin();
+    destination = WebAddress::parse(current.url);
+    if (proxies && destination && origin() == before)
+        return;
+    proxies.reset();
+    if (!destination || destination->isLoopback())
+        proxies = {""};
+    else if (const ProxyList named = environmentProxies(destination->scheme); !named.empty())
+        proxies = named;
+}
 
 CURL* Transfer::prepare() {
-    const auto address = WebAddress::parse(current.url);
     const auto remaining =
         std::chrono::ceil<milliseconds>(exchange->deadline - steady_clock::now());
-    if (!address) {
+    if (!destination) {
         fail(TransportFailure::badUrl, "This is not an http or https address.");
     } else if (!isSendable(current)) {
         fail(TransportFailure::other, "The request holds a header that cannot be sent.");
     } else if (remaining <= 0ms) {
         fail(TransportFailure::timedOut, "The request timed out.");
     } else if (easy) {
-        destination = *address;
         curl_easy_reset(easy.get());
         setDestination(remaining);
         setHeaders();
@@ -107,10 +127,9 @@ void Transfer::setDestination(milliseconds remaining) {
     set(CURLOPT_NOSIGNAL, 1L);
     // Otherwise whoever cancels waits for the resolver's thread.
     set(CURLOPT_QUICK_EXIT, 1L);
-    set(CURLOPT_SHARE, share);
-    // The environment's proxies serve every other host.
-    if (destination.isLoopback())
-        set(CURLOPT_PROXY, "");
+    set(CURLOPT_SHARE, surroundings.share);
+    set(CURLOPT_MAXAGE_CONN, static_cast<long>(KeptConnections::longestIdle.count()));
+    set(CURLOPT_PROXY, proxies->front().c_str());
 }
 
 void Transfer::setHeaders() {
@@ -155,6 +174,8 @@ void Transfer::setSecurity() {
 
 void Transfer::setCallbacks() {
     set(CURLOPT_SOCKOPTFUNCTION, tuneSocket);
+    set(CURLOPT_CLOSESOCKETFUNCTION, closeSocket);
+    set(CURLOPT_CLOSESOCKETDATA, &surroundings.connections);
     set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
     set(CURLOPT_WRITEFUNCTION, takeBody);
     set(CURLOPT_WRITEDATA, this);
@@ -191,10 +212,13 @@ bool Transfer::finish(CURLcode code) {
         fail(TransportFailure::responseTooLarge, "The response is too large.");
         return false;
     }
+    if (triesNextProxy(code))
+        return true;
     if (code != CURLE_OK) {
-        exchange->pending.settle(transportError(failedTransfer(code), hasRouteOut));
+        exchange->pending.settle(transportError(failedTransfer(code), surroundings.hasRouteOut));
         return false;
     }
+    rememberConnection();
     long status = 0;
     curl_easy_getinfo(easy.get(), CURLINFO_RESPONSE_CODE, &status);
     response.status = static_cast<int>(status);
@@ -203,6 +227,22 @@ bool Transfer::finish(CURLcode code) {
     // The first outcome counts: a redirect too many has settled the exchange already.
     exchange->pending.settle(std::move(response));
     return false;
+}
+
+bool Transfer::triesNextProxy(CURLcode code) {
+    const bool isUnreachable =
+        code == CURLE_COULDNT_RESOLVE_PROXY || code == CURLE_COULDNT_CONNECT || code == CURLE_PROXY;
+    if (!isUnreachable || proxies->size() < 2)
+        return false;
+    proxies->erase(proxies->begin());
+    return true;
+}
+
+void Transfer::rememberConnection() {
+    curl_socket_t kept = CURL_SOCKET_BAD;
+    curl_easy_getinfo(easy.get(), CURLINFO_ACTIVESOCKET, &kept);
+    if (kept != CURL_SOCKET_BAD)
+        surroundings.connections.keep(kept, origin());
 }
 
 bool Transfer::followsRedirect() {
@@ -215,6 +255,7 @@ bool Transfer::followsRedirect() {
         return false;
     }
     current = redirectedRequest(std::move(current), response.status, std::string(url));
+    findDestination();
     response = {};
     headerBytes = 0;
     return true;
@@ -227,7 +268,7 @@ void Transfer::fail(TransportFailure kind, const std::string& description) {
 FailedTransfer Transfer::failedTransfer(CURLcode code) const {
     long systemError = 0;
     curl_easy_getinfo(easy.get(), CURLINFO_OS_ERRNO, &systemError);
-    return {code, static_cast<int>(systemError), destination.host, destination.isLoopback()};
+    return {code, static_cast<int>(systemError), destination->host, destination->isLoopback()};
 }
 
 } // namespace tavik

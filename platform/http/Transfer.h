@@ -1,7 +1,9 @@
 #pragma once
 
 #include "platform/http/HttpSession.h"
+#include "platform/http/KeptConnections.h"
 #include "platform/http/PendingResponse.h"
+#include "platform/http/ProxyList.h"
 #include "platform/http/TransferFailure.h"
 #include "platform/http/WebAddress.h"
 
@@ -9,15 +11,23 @@
 #include <curl/curl.h>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 
 namespace tavik {
 
 // One request on its way, between the thread that waits for it and the one that transfers it.
 struct Exchange {
-    explicit Exchange(HttpRequest asked);
+    enum class Purpose {
+        answer,
+        connection, // nobody waits: it leaves a connection behind for the next request
+    };
+
+    explicit Exchange(HttpRequest asked, Purpose use = Purpose::answer);
 
     HttpRequest request; // taken by the transfer; whoever waits leaves it alone
+    const Purpose purpose;
     const std::chrono::steady_clock::time_point deadline; // for all redirects together
     PendingResponse pending;
 };
@@ -28,16 +38,31 @@ class Transfer {
 public:
     using RouteProbe = std::function<bool()>;
 
-    Transfer(std::shared_ptr<Exchange> served, CURLSH* sharedState, RouteProbe routeProbe);
+    struct Surroundings {
+        CURLSH* share;
+        KeptConnections& connections;
+        RouteProbe hasRouteOut;
+    };
+
+    // `around` outlives the transfer, and its connections outlive those of libcurl.
+    Transfer(std::shared_ptr<Exchange> served, const Surroundings& around);
     Transfer(const Transfer&) = delete;
     Transfer& operator=(const Transfer&) = delete;
+
+    // The server that the next request goes to; empty when there is none.
+    std::string origin() const { return destination ? destination->origin() : ""; }
+
+    // Whether the desktop is to be asked for the proxies before the next `prepare`.
+    bool needsProxies() const { return !proxies; }
+    void useProxies(ProxyList found) { proxies = std::move(found); }
 
     // The handle to be run, made ready for the next request; null when the exchange was settled
     // with a failure instead.
     CURL* prepare();
 
-    // To be called when the handle has run. True when a redirect is to be followed: `prepare`
-    // again. Otherwise the exchange is settled.
+    // To be called when the handle has run, before it is taken out of libcurl's hands. True when a
+    // redirect is to be followed or another proxy to be tried: `prepare` again. Otherwise the
+    // exchange is settled.
     bool finish(CURLcode code);
 
     CURL* handle() const { return easy.get(); }
@@ -51,25 +76,28 @@ private:
 
     template<typename Value>
     void set(CURLoption option, Value value);
+    void findDestination();
     void setDestination(std::chrono::milliseconds remaining);
     void setHeaders();
     void setMethod();
     void setSecurity();
     void setCallbacks();
+    bool triesNextProxy(CURLcode code);
     bool followsRedirect();
+    void rememberConnection();
     void fail(TransportFailure kind, const std::string& description);
     FailedTransfer failedTransfer(CURLcode code) const;
 
     const std::shared_ptr<Exchange> exchange;
-    CURLSH* const share;
-    const RouteProbe hasRouteOut;
+    const Surroundings& surroundings;
     HandleOwner easy;
     HeaderList headerList;
     bool optionRefused = false;
 
     // The request as it stands after the redirects so far.
     HttpRequest current;
-    WebAddress destination;
+    std::optional<WebAddress> destination;
+    std::optional<ProxyList> proxies; // nothing as long as they are unknown
     int redirectsLeft;
 
     HttpResponse response;

@@ -57,8 +57,8 @@ bool WebAddress::isLoopback() const {
     return host == "localhost" || host == "[::1]";
 }
 
-bool WebAddress::hasOriginOf(const WebAddress& other) const {
-    return scheme == other.scheme && host == other.host && port == other.port;
+std::string WebAddress::origin() const {
+    return fmt::format("{}://{}:{}", scheme, host, port);
 }
 
 std::string pathComponent(std::string_view text) {

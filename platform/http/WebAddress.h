@@ -20,8 +20,10 @@ struct WebAddress {
     bool isEncrypted() const { return scheme == "https"; }
     // This machine: 127.0.0.0/8, localhost or [::1].
     bool isLoopback() const;
+    // Scheme, host and port as an address.
+    std::string origin() const;
     // Whether both lead to the same server in the same way.
-    bool hasOriginOf(const WebAddress& other) const;
+    bool hasOriginOf(const WebAddress& other) const { return origin() == other.origin(); }
 };
 
 // `text` as one component of an address's path, with everything but letters, digits and -._~
