@@ -1,63 +1,80 @@
 #include "tests/platform/http/FakeResolver.h"
 
-#include <condition_variable>
+#include "platform/concurrency/Locked.h"
+
+#include <atomic>
+#include <chrono>
 #include <dlfcn.h>
-#include <mutex>
+#include <gio/gio.h>
 #include <netdb.h>
-#include <string_view>
+#include <thread>
+
+namespace tavik {
 
 namespace {
 
-struct Stall {
-    std::mutex mutex;
-    std::condition_variable changed;
-    bool isHeld = false; // guarded by mutex
-    int waiting = 0;     // guarded by mutex
-};
+std::atomic<bool> isHeld = false;
+std::atomic<int> hanging = 0;
 
-// Never destroyed: a resolver's thread may still be on its way out when the program ends.
-Stall& stall() {
-    static Stall& instance = *new Stall;
-    return instance;
+void hang() {
+    ++hanging;
+    isHeld.wait(true);
+    --hanging;
 }
 
-int hang() {
-    std::unique_lock lock(stall().mutex);
-    ++stall().waiting;
-    stall().changed.notify_all();
-    stall().changed.wait(lock, [] { return !stall().isHeld; });
-    --stall().waiting;
-    stall().changed.notify_all();
-    return EAI_AGAIN;
+Locked<std::vector<std::string>>& fakeProxies() {
+    static Locked<std::vector<std::string>> proxies;
+    return proxies;
+}
+
+bool isFor(const std::string& url, const std::string& host) {
+    return url.starts_with("http://" + host + ":");
 }
 
 } // namespace
 
-// Takes the place of the C library's function for the whole program, libcurl included.
-extern "C" int getaddrinfo(const char* node, const char* service, const addrinfo* hints,
-                           addrinfo** result) {
-    const std::string_view name = node ? node : "";
-    if (name == "nowhere.test")
-        return EAI_NONAME;
-    if (name == "stalled.test")
-        return hang();
-    static const auto real =
-        reinterpret_cast<decltype(&getaddrinfo)>(dlsym(RTLD_NEXT, "getaddrinfo"));
-    return real(node, service, hints, result);
-}
-
-namespace tavik {
-
 StalledLookups::StalledLookups() {
-    const std::lock_guard lock(stall().mutex);
-    stall().isHeld = true;
+    isHeld = true;
 }
 
 StalledLookups::~StalledLookups() {
-    std::unique_lock lock(stall().mutex);
-    stall().isHeld = false;
-    stall().changed.notify_all();
-    stall().changed.wait(lock, [] { return stall().waiting == 0; });
+    isHeld = false;
+    isHeld.notify_all();
+    while (hanging > 0)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
+void setFakeProxies(const std::vector<std::string>& uris) {
+    fakeProxies().with([&](auto& proxies) { proxies = uris; });
 }
 
 } // namespace tavik
+
+// Both take the place of the libraries' functions for the whole program.
+extern "C" int getaddrinfo(const char* node, const char* service, const addrinfo* hints,
+                           addrinfo** result) {
+    const std::string name = node ? node : "";
+    if (name == "nowhere.test")
+        return EAI_NONAME;
+    if (name == "stalled.test")
+        tavik::hang();
+    static const auto original =
+        reinterpret_cast<decltype(&getaddrinfo)>(dlsym(RTLD_NEXT, "getaddrinfo"));
+    return name == "stalled.test" ? EAI_AGAIN : original(node, service, hints, result);
+}
+
+extern "C" gchar** g_proxy_resolver_lookup(GProxyResolver* resolver, const gchar* url,
+                                           GCancellable* cancellable, GError** error) {
+    if (tavik::isFor(url, "stalled-proxies.test"))
+        tavik::hang();
+    static const auto original = reinterpret_cast<decltype(&g_proxy_resolver_lookup)>(
+        dlsym(RTLD_NEXT, "g_proxy_resolver_lookup"));
+    if (!tavik::isFor(url, "proxied.test"))
+        return original(resolver, url, cancellable, error);
+    return tavik::fakeProxies().with([](const auto& proxies) {
+        gchar** copy = g_new0(gchar*, proxies.size() + 1);
+        for (std::size_t i = 0; i < proxies.size(); ++i)
+            copy[i] = g_strdup(proxies[i].c_str());
+        return copy;
+    });
+}

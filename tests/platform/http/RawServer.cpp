@@ -1,38 +1,41 @@
 #include "tests/platform/http/RawServer.h"
 
 #include <arpa/inet.h>
-#include <fcntl.h>
+#include <cerrno>
 #include <fmt/format.h>
 #include <stdexcept>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <utility>
 
 namespace tavik {
 
 namespace {
 
-sockaddr_in loopback(int port) {
+struct Loopback {
+    explicit Loopback(int port = 0) {
+        address.sin_family = AF_INET;
+        address.sin_port = htons(static_cast<std::uint16_t>(port));
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    }
+    sockaddr* get() { return reinterpret_cast<sockaddr*>(&address); }
+
     sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return address;
-}
+    socklen_t length = sizeof address;
+};
 
 int listenOnLoopback(int backlog) {
     const int descriptor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const sockaddr_in address = loopback(0);
-    if (bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-        listen(descriptor, backlog) != 0)
+    Loopback any;
+    if (bind(descriptor, any.get(), any.length) != 0 || listen(descriptor, backlog) != 0)
         throw std::runtime_error("no loopback port can be had");
     return descriptor;
 }
 
 int portOf(int descriptor) {
-    sockaddr_in address{};
-    socklen_t length = sizeof address;
-    getsockname(descriptor, reinterpret_cast<sockaddr*>(&address), &length);
-    return ntohs(address.sin_port);
+    Loopback own;
+    getsockname(descriptor, own.get(), &own.length);
+    return ntohs(own.address.sin_port);
 }
 
 std::size_t bodyLength(const std::string& head) {
@@ -42,33 +45,41 @@ std::size_t bodyLength(const std::string& head) {
 
 } // namespace
 
-Peer::Peer(int accepted)
-    : descriptor(accepted) {}
-
 Peer::~Peer() {
     close(descriptor);
 }
 
-bool Peer::fill() {
+std::string Peer::readSome() {
     char buffer[16384];
+    if (!unread.empty())
+        return std::exchange(unread, {});
     const ssize_t received = recv(descriptor, buffer, sizeof buffer, 0);
-    if (received > 0)
-        unread.append(buffer, static_cast<std::size_t>(received));
-    return received > 0;
+    return received > 0 ? std::string(buffer, static_cast<std::size_t>(received)) : "";
+}
+
+std::string Peer::read(std::size_t size) {
+    std::string bytes;
+    while (bytes.size() < size) {
+        const std::string more = readSome();
+        if (more.empty())
+            return "";
+        bytes += more;
+    }
+    unread = bytes.substr(size);
+    return bytes.substr(0, size);
 }
 
 std::string Peer::readRequest() {
+    std::string bytes;
     std::size_t headEnd = 0;
-    while ((headEnd = unread.find("\r\n\r\n")) == std::string::npos)
-        if (!fill())
+    while ((headEnd = bytes.find("\r\n\r\n")) == std::string::npos) {
+        const std::string more = readSome();
+        if (more.empty())
             return "";
-    const std::size_t length = headEnd + 4 + bodyLength(unread.substr(0, headEnd));
-    while (unread.size() < length)
-        if (!fill())
-            return "";
-    std::string request = unread.substr(0, length);
-    unread.erase(0, length);
-    return request;
+        bytes += more;
+    }
+    unread = bytes;
+    return read(headEnd + 4 + bodyLength(bytes.substr(0, headEnd)));
 }
 
 bool Peer::write(std::string_view bytes) {
@@ -82,13 +93,13 @@ bool Peer::write(std::string_view bytes) {
 }
 
 void Peer::waitForEnd() {
-    while (fill())
-        unread.clear();
+    while (!readSome().empty()) {
+    }
 }
 
 void Peer::reset() {
-    const linger none{1, 0};
-    setsockopt(descriptor, SOL_SOCKET, SO_LINGER, &none, sizeof none);
+    const sockaddr nobody{};
+    connect(descriptor, &nobody, sizeof nobody);
 }
 
 void Peer::shutDown() {
@@ -97,24 +108,15 @@ void Peer::shutDown() {
 
 struct RawServer::Connection {
     Connection(int accepted, const Script& script)
-        : peer(std::make_unique<Peer>(accepted))
-        , thread([this, script] {
-            script(*peer);
-            const std::lock_guard lock(mutex);
-            peer.reset();
+        : peer(accepted)
+        , thread([this, &script] {
+            script(peer);
+            peer.shutDown();
         }) {}
-    ~Connection() {
-        {
-            const std::lock_guard lock(mutex);
-            if (peer)
-                peer->shutDown();
-        }
-        thread.join();
-    }
+    ~Connection() { peer.shutDown(); }
 
-    std::mutex mutex;
-    std::unique_ptr<Peer> peer; // its end is guarded by mutex
-    std::thread thread;
+    Peer peer;
+    std::jthread thread;
 };
 
 RawServer::RawServer(Script chosen)
@@ -132,19 +134,22 @@ void RawServer::acceptAll() {
     int accepted = -1;
     while ((accepted = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC)) >= 0) {
         ++connections;
-        const std::lock_guard lock(mutex);
         open.emplace_back(accepted, script);
     }
 }
 
-std::string RawServer::url(std::string_view path) const {
-    return fmt::format("http://127.0.0.1:{}{}", portOf(listener), path);
+int RawServer::port() const {
+    return portOf(listener);
 }
 
-RawServer::Script answering(std::string reply) {
+std::string RawServer::url(std::string_view path) const {
+    return fmt::format("http://127.0.0.1:{}{}", port(), path);
+}
+
+RawServer::Script answeringOnce(std::string reply) {
     return [reply = std::move(reply)](Peer& peer) {
-        while (!peer.readRequest().empty())
-            peer.write(reply);
+        peer.readRequest();
+        peer.write(reply);
     };
 }
 
@@ -152,30 +157,48 @@ std::string okReply(std::string_view body) {
     return fmt::format("HTTP/1.1 200 OK\r\nContent-Length: {}\r\n\r\n{}", body.size(), body);
 }
 
+void PageServer::answer(const std::string& path, const std::string& reply) {
+    const std::lock_guard lock(mutex);
+    replies[path] = reply;
+}
+
+std::vector<std::string> PageServer::requests() {
+    const std::lock_guard lock(mutex);
+    return seen;
+}
+
+std::string PageServer::take(const std::string& request) {
+    const std::lock_guard lock(mutex);
+    seen.push_back(request);
+    const std::size_t begin = request.find(' ') + 1;
+    const auto found = replies.find(request.substr(begin, request.find(' ', begin) - begin));
+    const std::string reply = found == replies.end() ? okReply("here") : found->second;
+    return request.starts_with("HEAD") ? reply.substr(0, reply.find("\r\n\r\n") + 4) : reply;
+}
+
 FullListener::FullListener()
-    : listener(listenOnLoopback(0)) {
-    const sockaddr_in address = loopback(portOf(listener));
-    for (int i = 0; i < 4; ++i) {
-        fillers.push_back(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-        connect(fillers.back(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
-    }
+    : descriptor(listenOnLoopback(0)) {
+    for (int i = 0; i < 4; ++i)
+        fillers.emplace_back(connectTo(portOf(descriptor), SOCK_NONBLOCK));
 }
 
-FullListener::~FullListener() {
-    for (const int filler : fillers)
-        close(filler);
-    close(listener);
+std::string FullListener::url() const {
+    return fmt::format("http://127.0.0.1:{}/", portOf(descriptor));
 }
 
-std::string FullListener::url(std::string_view scheme) const {
-    return fmt::format("{}://127.0.0.1:{}/", scheme, portOf(listener));
-}
-
-std::string refusedUrl() {
+int refusingPort() {
     const int descriptor = listenOnLoopback(1);
-    const int port = portOf(descriptor);
+    const Peer closing(descriptor);
+    return portOf(descriptor);
+}
+
+int connectTo(int port, int socketFlags) {
+    const int descriptor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | socketFlags, 0);
+    Loopback there(port);
+    if (connect(descriptor, there.get(), there.length) == 0 || errno == EINPROGRESS)
+        return descriptor;
     close(descriptor);
-    return fmt::format("http://127.0.0.1:{}/", port);
+    return -1;
 }
 
 } // namespace tavik

@@ -1,0 +1,34 @@
+#include "tests/platform/http/HttpTest.h"
+
+#include <thread>
+
+namespace tavik {
+
+using namespace std::chrono_literals;
+
+HttpRequest get(const std::string& url) {
+    return {.url = url, .timeout = 5s};
+}
+
+HttpRequest post(const std::string& url, std::string body) {
+    return {.method = "POST", .url = url, .body = std::move(body), .timeout = 5s};
+}
+
+TransportError failureOf(HttpSession& session, const HttpRequest& request) {
+    try {
+        const int status = session.send(request, {}).status;
+        ADD_FAILURE() << request.url << " answered " << status;
+    } catch (const TransportError& error) {
+        return error;
+    }
+    return {TransportFailure::other, ""};
+}
+
+bool eventually(const std::function<bool()>& condition) {
+    const auto deadline = std::chrono::steady_clock::now() + 5s;
+    while (!condition() && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(1ms);
+    return condition();
+}
+
+} // namespace tavik
