@@ -1,5 +1,8 @@
 #include "platform/http/ProxyLookup.h"
 
+#include "platform/concurrency/Locked.h"
+
+#include <deque>
 #include <gio/gio.h>
 #include <mutex>
 #include <utility>
@@ -45,14 +48,11 @@ public:
         , found(std::move(whenFound))
         , cancellable(g_cancellable_new(), g_object_unref) {}
 
-    static void ask(const std::shared_ptr<Question>& question) {
+    static void ask(std::shared_ptr<Question> question) {
         static GThreadPool* const pool =
-            g_thread_pool_new(answer, nullptr, questionsAtOnce, FALSE, nullptr);
-        {
-            const std::lock_guard lock(question->mutex);
-            question->itself = question;
-        }
-        g_thread_pool_push(pool, question.get(), nullptr);
+            g_thread_pool_new(answerNext, nullptr, questionsAtOnce, FALSE, nullptr);
+        waiting().with([&](auto& questions) { questions.push_back(std::move(question)); });
+        g_thread_pool_push(pool, pool, nullptr); // one more to be answered
     }
 
     void giveUp() {
@@ -64,15 +64,21 @@ public:
     }
 
 private:
-    static void answer(gpointer asked, gpointer) {
-        const std::shared_ptr<Question> question = static_cast<Question*>(asked)->taken();
-        if (!question->isGivenUp())
-            question->settle(desktopProxies(lookUp(question->url, question->cancellable.get())));
+    using Questions = std::deque<std::shared_ptr<Question>>;
+
+    static Locked<Questions>& waiting() {
+        static auto& questions = *new Locked<Questions>; // never destroyed, as above
+        return questions;
     }
 
-    std::shared_ptr<Question> taken() {
-        const std::lock_guard lock(mutex);
-        return std::move(itself);
+    static void answerNext(gpointer, gpointer) {
+        const auto question = waiting().with([](Questions& questions) {
+            auto next = std::move(questions.front());
+            questions.pop_front();
+            return next;
+        });
+        if (!question->isGivenUp())
+            question->settle(desktopProxies(lookUp(question->url, question->cancellable.get())));
     }
 
     bool isGivenUp() {
@@ -88,8 +94,7 @@ private:
 
     const std::string url;
     std::mutex mutex;
-    Found found;                      // guarded by mutex; none once the question was given up
-    std::shared_ptr<Question> itself; // guarded by mutex; holds it on its way to the other thread
+    Found found; // guarded by mutex; none once the question was given up
     const std::unique_ptr<GCancellable, decltype(&g_object_unref)> cancellable;
 };
 

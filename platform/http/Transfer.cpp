@@ -189,8 +189,19 @@ std::size_t Transfer::takeBody(char* bytes, std::size_t, std::size_t size, void*
     transfer.tooLarge = size > transfer.current.maximumResponseBytes - body.size();
     if (transfer.tooLarge)
         return 0; // which ends the transfer
+    if (body.empty())
+        transfer.makeRoom();
     body.append(bytes, size);
     return size;
+}
+
+// A body that grows bit by bit would need the double for a while.
+void Transfer::makeRoom() {
+    curl_off_t announced = -1;
+    curl_easy_getinfo(easy.get(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &announced);
+    if (announced > 0)
+        response.body.reserve(
+            std::min(static_cast<std::size_t>(announced), current.maximumResponseBytes));
 }
 
 std::size_t Transfer::takeHeader(char* bytes, std::size_t, std::size_t size, void* self) noexcept {

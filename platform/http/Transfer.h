@@ -82,6 +82,7 @@ private:
     void setMethod();
     void setSecurity();
     void setCallbacks();
+    void makeRoom();
     bool triesNextProxy(CURLcode code);
     bool followsRedirect();
     void rememberConnection();
