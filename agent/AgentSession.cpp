@@ -27,13 +27,15 @@ AgentSession::AgentSession(std::shared_ptr<Brain> model, std::string identifier,
                            AgentSurroundings around)
     : brain(std::move(model))
     , identity(std::move(identifier))
-    , surroundings(std::move(around)) {}
+    , surroundings(std::move(around))
+    , guardrails(surroundings.clipboard) {}
 
 AgentResult AgentSession::handle(const std::string& command,
                                  const std::function<bool()>& isCancelled, std::stop_token stop) {
     const DesktopToolbox& tools = readyToolbox(stop);
     beginTurn(command);
-    CommandRun run(*brain, tools, transcript, *surroundings.clock, {isCancelled, stop});
+    CommandRun run(*brain, tools, transcript, *surroundings.clock, {guardrails, userTurn},
+                   {isCancelled, stop});
     return run.run();
 }
 
@@ -47,7 +49,7 @@ const DesktopToolbox& AgentSession::readyToolbox(std::stop_token stop) {
 
 void AgentSession::beginTurn(const std::string& command) {
     transcript.addUser(userText(command));
-    ++userTurn;
+    guardrails.beginUserTurn(command, ++userTurn);
     Audit::record("command", {{"chars", characterCount(command)}, {"brain", brain->label()}});
 }
 

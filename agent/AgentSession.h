@@ -2,6 +2,7 @@
 
 #include "agent/AgentResult.h"
 #include "agent/DesktopToolbox.h"
+#include "agent/Guardrails.h"
 #include "agent/SessionID.h"
 #include "agent/Transcript.h"
 #include "brains/Brain.h"
@@ -23,11 +24,12 @@ struct AgentSurroundings {
         DesktopToolbox::build;
     std::function<DesktopContext()> readContext = readDesktopContext;
     Clock* clock = &systemClock();
+    ClipboardReader clipboard; // what would be pasted; until there is one, none can be read
 };
 
 // One spoken conversation with a language model. Each command is put to the model with a line about
 // the desktop; the tools that the model asks for are run and their results go back to it, until it
-// answers. For one thread at a time.
+// answers. Dangerous actions wait for the user's yes in the next command. For one thread at a time.
 class AgentSession {
 public:
     explicit AgentSession(std::shared_ptr<Brain> model, std::string identifier = makeSessionID(),
@@ -53,6 +55,7 @@ private:
     const AgentSurroundings surroundings;
     std::optional<DesktopToolbox> toolbox; // built for the first command
     Transcript transcript;
+    Guardrails guardrails;
     int userTurn = 0;
 };
 

@@ -17,6 +17,7 @@ namespace {
 constexpr int maximumSteps = 40;
 constexpr int maximumAttempts = 3;
 constexpr int failuresToMention = 3;
+constexpr std::size_t shownOfRefusal = 160;
 
 bool hasCall(const BrainReply& reply, std::string_view name) {
     return std::any_of(reply.toolCalls.begin(), reply.toolCalls.end(),
@@ -48,11 +49,12 @@ AgentResult stoppedAtLimit() {
 } // namespace
 
 CommandRun::CommandRun(Brain& model, const DesktopToolbox& tools, Transcript& conversation,
-                       Clock& time, RunCancellation givenUp)
+                       Clock& time, GuardedTurn turn, RunCancellation givenUp)
     : brain(model)
     , toolbox(tools)
     , transcript(conversation)
     , clock(time)
+    , userTurn(turn)
     , cancellation(std::move(givenUp)) {}
 
 CommandRun::~CommandRun() {
@@ -106,10 +108,24 @@ std::optional<AgentResult> CommandRun::runCalls(const BrainReply& reply) {
         if (cancellation.requested())
             return AgentResult{};
         log("[agent] → " + loggable(call.name));
+        if (auto end = guard(call))
+            return end;
         if (!suppressRepeat(call))
             runCall(call);
     }
     return std::nullopt;
+}
+
+std::optional<AgentResult> CommandRun::guard(const ToolCall& call) {
+    const auto refusal = userTurn.guardrails.check(call, userTurn.number);
+    if (!refusal)
+        return std::nullopt;
+    log("[agent] ⛔ " + firstCharacters(*refusal, shownOfRefusal));
+    transcript.addResult(*refusal);
+    if (refusal->starts_with("HARD-BLOCKED"))
+        return AgentResult{
+            "I refused that action because it could seriously damage your Mac or files."};
+    return AgentResult{userTurn.guardrails.confirmationQuestion()};
 }
 
 bool CommandRun::suppressRepeat(const ToolCall& call) {

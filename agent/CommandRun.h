@@ -2,6 +2,7 @@
 
 #include "agent/AgentResult.h"
 #include "agent/DesktopToolbox.h"
+#include "agent/Guardrails.h"
 #include "agent/Transcript.h"
 #include "brains/Brain.h"
 #include "platform/concurrency/Clock.h"
@@ -22,13 +23,20 @@ struct RunCancellation {
     bool requested() const { return stop.stop_requested() || (isCancelled && isCancelled()); }
 };
 
+// The safety rules, and the user's turn that the command is.
+struct GuardedTurn {
+    Guardrails& guardrails;
+    int number;
+};
+
 // The steps of one command, from the user's words at the end of the transcript to what is spoken.
-// Counts what must not go on for ever: steps, identical calls, failures in a row. Destruction
-// leaves no tool call in the transcript without a result.
+// Ends at a call that the safety rules hold or refuse. Counts what must not go on for ever: steps,
+// identical calls, failures in a row. Destruction leaves no tool call in the transcript without a
+// result.
 class CommandRun {
 public:
     CommandRun(Brain& model, const DesktopToolbox& tools, Transcript& conversation, Clock& time,
-               RunCancellation givenUp);
+               GuardedTurn turn, RunCancellation givenUp);
     ~CommandRun();
     CommandRun(const CommandRun&) = delete;
     CommandRun& operator=(const CommandRun&) = delete;
@@ -41,6 +49,7 @@ private:
     std::optional<AgentResult> takeStep();
     std::optional<AgentResult> endOf(const BrainReply& reply) const;
     std::optional<AgentResult> runCalls(const BrainReply& reply);
+    std::optional<AgentResult> guard(const ToolCall& call);
 
     AgentResult answer(const std::string& text) const;
     void runCall(const ToolCall& call);
@@ -52,6 +61,7 @@ private:
     const DesktopToolbox& toolbox;
     Transcript& transcript;
     Clock& clock;
+    const GuardedTurn userTurn;
     const RunCancellation cancellation;
     std::map<std::string, int> attempts; // times seen, by what is called with what
     std::map<std::string, int> failures; // in a row, by tool

@@ -50,6 +50,10 @@ std::string auditPath() {
     return pathInHome("Library/Application Support/Tavik/audit.jsonl");
 }
 
+std::string allowlistPath() {
+    return pathInHome("Library/Application Support/Tavik/guardrails.json");
+}
+
 std::string instanceLockPath() {
     return pathInHome("Library/Application Support/Tavik/instance.lock");
 }

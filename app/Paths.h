@@ -16,6 +16,7 @@ std::string pathInHome(std::string_view relative);
 std::string logPath();                                // the diagnostic log
 std::string signalLogPath();                          // the termination diagnostics, beside the log
 std::string auditPath();                              // the record of commands, actions and answers
+std::string allowlistPath();                          // the user's exemptions from the guardrails
 std::string instanceLockPath();                       // held by the one running Tavik
 std::string preferencesPath();                        // the settings, a JSON file
 std::string legacyKeyPath(std::string_view provider); // an API key in a file of its own
