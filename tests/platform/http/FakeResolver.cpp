@@ -54,7 +54,7 @@ void setFakeProxies(const std::vector<std::string>& uris) {
 extern "C" int getaddrinfo(const char* node, const char* service, const addrinfo* hints,
                            addrinfo** result) {
     const std::string name = node ? node : "";
-    if (name == "nowhere.test")
+    if (name == "nowhere.test" || name == "stalled-proxies.test")
         return EAI_NONAME;
     if (name == "stalled.test")
         tavik::hang();

@@ -107,6 +107,14 @@ TEST_F(HttpProxy, IsTheFirstOfTheDesktopsThatAnswers) {
     }
 }
 
+TEST_F(HttpProxy, IsNotWaitedForLongerThanThreeSeconds) {
+    const StalledLookups stalled;
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(wayTo("stalled-proxies.test"), "direct");
+    const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
+    EXPECT_NEAR(taken.count(), 3, 0.5);
+}
+
 TEST_F(HttpProxy, IsNotAskedForThisMachine) {
     PageServer server;
     EXPECT_EQ(wayTo(server.url("").substr(7), {{"http_proxy", proxyUrl}}), "here");

@@ -1,10 +1,13 @@
 #include "tests/platform/http/HttpTest.h"
 #include "tests/platform/http/RawServer.h"
 
+#include <thread>
+
 namespace tavik {
 
 namespace {
 
+using namespace std::chrono_literals;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
@@ -30,6 +33,35 @@ TEST_F(HttpSessionTest, UsesAConnectionForAsLongAsTheServerKeepsIt) {
     }
     EXPECT_EQ(server.connectionCount(), 1);
     EXPECT_EQ(leaving.connectionCount(), 20);
+}
+
+TEST_F(HttpSessionTest, PreparesAConnectionOnlyWhereNoneIsUsable) {
+    PageServer kept;
+    RawServer leaving(answeringOnce(okReply("")));
+    RawServer silent([](Peer& peer) { peer.waitForEnd(); });
+    fetch(kept.url());
+    fetch(leaving.url());
+    std::this_thread::sleep_for(100ms); // for the one connection's end to arrive
+    for (const std::string& url : {kept.url(), leaving.url(), silent.url(), silent.url()})
+        session->prepareConnection(url);
+    EXPECT_TRUE(eventually(
+        [&] { return leaving.connectionCount() == 2 && silent.connectionCount() == 1; }));
+    fetch(kept.url());
+    EXPECT_EQ(kept.requests().size(), 2u);
+    EXPECT_EQ(kept.connectionCount(), 1);
+    EXPECT_EQ(silent.connectionCount(), 1);
+}
+
+TEST_F(HttpSessionTest, TellsNothingButTheHostWhenPreparing) {
+    PageServer server;
+    for (const std::string url : {"", "nonsense", "http://127.0.0.1:1/", "http://nowhere.test/"})
+        session->prepareConnection(url); // and keeps failures to itself
+    std::string url = server.url("/path?q=secret");
+    session->prepareConnection(url.insert(7, "user:secret@"));
+    ASSERT_TRUE(eventually([&] { return server.requests().size() == 1; }));
+    EXPECT_THAT(server.requests()[0], StartsWith("HEAD / HTTP/1.1\r\n"));
+    for (const char* secret : {"secret", "path", "Authorization"})
+        EXPECT_THAT(server.requests()[0], Not(HasSubstr(secret)));
 }
 
 TEST_F(HttpSessionTest, SendsTheRequestAsItIs) {
