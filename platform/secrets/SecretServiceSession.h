@@ -1,0 +1,49 @@
+#pragma once
+
+#include "platform/secrets/GlibCalls.h"
+#include "platform/secrets/SecretStore.h"
+
+#include <string>
+#include <vector>
+
+using GDBusConnection = struct _GDBusConnection;
+using SecretService = struct _SecretService;
+using GHashTable = struct _GHashTable;
+
+namespace tavik {
+
+// One visit to the Secret Service, with a connection of its own: a shared one would end the program
+// when the bus ends, and would still be the dead one after the bus is back. For one thread. All of
+// it throws SecretStoreError, also when the limit that the visit was given has passed, or
+// Cancelled.
+class SecretServiceSession {
+public:
+    // Paths of items.
+    struct Found {
+        std::vector<std::string> unlocked;
+        std::vector<std::string> locked;
+    };
+
+    SecretServiceSession(std::chrono::milliseconds limit, std::stop_token stop);
+
+    Found find(const SecretName& name);
+
+    // None when there is nothing in the item.
+    std::optional<std::string> secretOf(const std::string& item);
+    void replaceSecret(const std::string& item, const std::string& value);
+    void removeItem(const std::string& item);
+    void addItem(const SecretName& name, const std::string& label, const std::string& value);
+
+    // Of a locked collection the service need not know what is in it. One that does not exist is
+    // not locked.
+    bool isDefaultCollectionLocked();
+
+private:
+    std::string defaultCollection();
+
+    GlibCalls calls;
+    const ObjectReference<GDBusConnection> connection;
+    const ObjectReference<SecretService> service;
+};
+
+} // namespace tavik

@@ -1,0 +1,126 @@
+#include "tools/stand-ins/services/PrivateKeyring.h"
+
+#include <filesystem>
+#include <fmt/format.h>
+#include <functional>
+#include <stdexcept>
+#include <thread>
+
+namespace tavik {
+
+namespace {
+
+using namespace std::chrono_literals;
+using std::chrono::steady_clock;
+
+constexpr auto startPatience = 10s;
+constexpr auto toolPatience = 10s;
+
+constexpr auto busConfiguration = R"(<busconfig>
+<type>session</type><listen>{}</listen><auth>EXTERNAL</auth>
+<policy context="default">
+<allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/><allow own="*"/>
+</policy>
+</busconfig>)";
+
+// The first unlocking makes a keyring with this password.
+constexpr auto password = "a password";
+
+void awaitStart(ChildProcess& process, const std::string& log,
+                const std::function<bool()>& isReady) {
+    const auto deadline = steady_clock::now() + startPatience;
+    while (!isReady()) {
+        if (!process.isRunning() || steady_clock::now() > deadline)
+            throw std::runtime_error("the private keyring did not start: " + readFile(log));
+        std::this_thread::sleep_for(5ms);
+    }
+}
+
+} // namespace
+
+PrivateKeyring::PrivateKeyring() {
+    startBus();
+    startKeyring();
+}
+
+std::string PrivateKeyring::address() const {
+    return "unix:path=" + folder.file("bus");
+}
+
+void PrivateKeyring::restart() {
+    keyringProcess->kill();
+    if (!busProcess->isRunning())
+        startBus();
+    startKeyring();
+}
+
+void PrivateKeyring::startBus() {
+    std::filesystem::remove(folder.file("bus"));
+    writeFile(folder.file("bus.conf"), fmt::format(fmt::runtime(busConfiguration), address()));
+    busProcess = std::make_unique<ChildProcess>(ChildProcess::Command{
+        .arguments = {"dbus-daemon", "--config-file=" + folder.file("bus.conf"), "--nofork",
+                      "--nopidfile", "--nosyslog"},
+        .environment = {{"HOME", folder.path()}},
+        .outputPath = folder.file("bus.log"),
+        .input = "",
+    });
+    awaitStart(*busProcess, folder.file("bus.log"),
+               [this] { return std::filesystem::exists(folder.file("bus")); });
+}
+
+void PrivateKeyring::startKeyring() {
+    keyringProcess = std::make_unique<ChildProcess>(ChildProcess::Command{
+        .arguments = {"gnome-keyring-daemon", "--unlock", "--foreground", "--components=secrets",
+                      "--control-directory=" + folder.file("control")},
+        .environment = {{"HOME", folder.path()},
+                        {"XDG_RUNTIME_DIR", folder.path()},
+                        {"XDG_DATA_HOME", std::nullopt},
+                        {"GSETTINGS_BACKEND", "memory"},
+                        {"DBUS_SESSION_BUS_ADDRESS", address()},
+                        {"DISPLAY", std::nullopt}},
+        .outputPath = folder.file("keyring.log"),
+        .input = password,
+    });
+    awaitStart(*keyringProcess, folder.file("keyring.log"), [this] {
+        return call({"org.freedesktop.DBus", "/org/freedesktop/DBus",
+                     "org.freedesktop.DBus.NameHasOwner", "string:org.freedesktop.secrets"})
+                   .find("true") != std::string::npos;
+    });
+}
+
+void PrivateKeyring::lock() {
+    call({"org.freedesktop.secrets", "/org/freedesktop/secrets",
+          "org.freedesktop.Secret.Service.Lock",
+          "array:objpath:/org/freedesktop/secrets/aliases/default"});
+}
+
+std::string PrivateKeyring::secretTool(const std::vector<std::string>& arguments,
+                                       const std::string& input) {
+    std::vector<std::string> command = {"secret-tool"};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    return runTool(command, input);
+}
+
+std::string PrivateKeyring::call(const std::vector<std::string>& method) {
+    std::vector<std::string> command = {"dbus-send", "--session", "--print-reply",
+                                        "--dest=" + method.front()};
+    command.insert(command.end(), method.begin() + 1, method.end());
+    return runTool(command, "");
+}
+
+std::string PrivateKeyring::runTool(const std::vector<std::string>& command,
+                                    const std::string& input) {
+    const std::string output = folder.file("output");
+    std::filesystem::remove(output);
+    ChildProcess tool({
+        .arguments = command,
+        .environment = {{"HOME", folder.path()}, {"DBUS_SESSION_BUS_ADDRESS", address()}},
+        .outputPath = output,
+        .input = input,
+    });
+    if (tool.waitFor(toolPatience) != 0)
+        throw std::runtime_error(command.front() + " failed: " + readFile(output));
+    return readFile(output);
+}
+
+} // namespace tavik
