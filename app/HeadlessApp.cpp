@@ -8,6 +8,7 @@
 #include "platform/concurrency/Cancelled.h"
 #include "platform/concurrency/Clock.h"
 #include "platform/concurrency/MainQueue.h"
+#include "platform/concurrency/SerialQueue.h"
 #include "platform/defaults/UserDefaults.h"
 #include "platform/inference/AudioClassifier.h"
 #include "platform/speech/SpeechOutput.h"
@@ -31,7 +32,7 @@ bool isOnboardingDone() {
     return UserDefaults::standard().boolean("onboardingDone").value_or(false);
 }
 
-VoiceServices makeServices(AudioServer& audio, SpeechOutput& speech) {
+VoiceServices makeServices(AudioServer& audio, SpeechOutput& speech, SerialQueue& background) {
     return VoiceServices{
         .clock = systemClock(),
         .defaults = UserDefaults::standard(),
@@ -43,6 +44,7 @@ VoiceServices makeServices(AudioServer& audio, SpeechOutput& speech) {
                 return loadAudioClassifier(resourcePath("HeyVessa_runtime.onnx"),
                                            tuning::WAKE_WINDOW, wakeClasses);
             },
+        .prepareBrain = [&background] { background.async([] { prepareBrain(); }); },
         .makeBrain = [] { return std::shared_ptr<Brain>(makeBrain()); },
         .makeAgentSession =
             [](std::shared_ptr<Brain> brain) {
@@ -69,9 +71,9 @@ public:
     Listener()
         : audio(makePulseAudioServer())
         , speech(makeSpeechDispatcher())
-        , loop(std::make_unique<VoiceLoop>(makeServices(*audio, *speech), makeCallbacks([this] {
-                                               post([](Listener& self) { self.pause(); });
-                                           }))) {}
+        , loop(std::make_unique<VoiceLoop>(
+              makeServices(*audio, *speech, background),
+              makeCallbacks([this] { post([](Listener& self) { self.pause(); }); }))) {}
 
     // Safe from any thread.
     void post(std::function<void(Listener&)> job) {
@@ -93,6 +95,7 @@ private:
         log("[tavik] listening is paused. Start tavik again to listen.");
     }
 
+    SerialQueue background{"ai.tavik.brain"};
     std::unique_ptr<AudioServer> audio;
     std::unique_ptr<SpeechOutput> speech;
     bool isPaused = false;

@@ -17,10 +17,14 @@ std::string chosenModel(UserDefaults& defaults, const BrainProvider& provider) {
     return model.empty() ? provider.defaultModel : model;
 }
 
+const BrainProvider& chosenProvider(UserDefaults& defaults) {
+    return brainProvider(defaults.string("provider").value_or("gemini"));
+}
+
 } // namespace
 
 std::unique_ptr<Brain> makeBrain(UserDefaults& defaults, HttpSession& session, Clock& clock) {
-    const BrainProvider& provider = brainProvider(defaults.string("provider").value_or("gemini"));
+    const BrainProvider& provider = chosenProvider(defaults);
     const auto key = brainKey(provider.word, provider.keyEnvironment);
     if (!key)
         return nullptr;
@@ -40,6 +44,16 @@ std::unique_ptr<Brain> makeBrain(UserDefaults& defaults, HttpSession& session, C
 
 std::unique_ptr<Brain> makeBrain() {
     return makeBrain(UserDefaults::standard(), sharedHttpSession(), systemClock());
+}
+
+void prepareBrain(UserDefaults& defaults, HttpSession& session) {
+    const BrainProvider& provider = chosenProvider(defaults);
+    if (brainKey(provider.word, provider.keyEnvironment))
+        session.prepareConnection(brainHost(defaults, provider));
+}
+
+void prepareBrain() {
+    prepareBrain(UserDefaults::standard(), sharedHttpSession());
 }
 
 } // namespace tavik

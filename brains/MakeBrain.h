@@ -16,4 +16,9 @@ std::unique_ptr<Brain> makeBrain(UserDefaults& defaults, HttpSession& session, C
 // With the user's settings, the process-wide session and the machine's clock.
 std::unique_ptr<Brain> makeBrain();
 
+// Opens the connection to the chosen provider ahead of the first request, when there is a key for
+// it. Returns once the key is looked up; the connection is made meanwhile.
+void prepareBrain(UserDefaults& defaults, HttpSession& session);
+void prepareBrain();
+
 } // namespace tavik

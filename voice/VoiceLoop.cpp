@@ -171,6 +171,7 @@ bool VoiceLoop::wakes() {
 }
 
 void VoiceLoop::runSession(Task<bool>* verify, std::stop_token stop) {
+    services.prepareBrain();
     Conversation(services, callbacks, state, *ears->commands).run(verify, std::move(stop));
     state.with([this](VoiceState& shared) {
         shared.wakeCooldownUntil = services.clock.now() + tuning::WAKE_COOLDOWN;

@@ -28,6 +28,8 @@ struct VoiceServices {
     std::function<std::unique_ptr<Transcriber>(Vocabulary)> openTranscriber;
     // Throws ModelError.
     std::function<std::unique_ptr<AudioClassifier>()> loadWakeModel;
+    // A conversation begins, and will soon ask the model. Must return at once.
+    std::function<void()> prepareBrain;
     // None when no key is set.
     std::function<std::shared_ptr<Brain>()> makeBrain;
     std::function<std::unique_ptr<AgentSession>(std::shared_ptr<Brain>)> makeAgentSession;

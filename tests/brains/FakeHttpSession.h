@@ -20,11 +20,13 @@ public:
     void hang();
 
     HttpResponse send(const HttpRequest& request, std::stop_token stop) override;
+    void prepareConnection(const std::string& url) override { prepared.push_back(url); }
 
     // The body of the last request.
     Json sentBody() const;
 
     std::vector<HttpRequest> requests;
+    std::vector<std::string> prepared;
 
 private:
     struct Hang {};

@@ -175,4 +175,14 @@ TEST_F(MakeBrainTest, MakesNoneWithoutAKey) {
     EXPECT_NE(makeBrain(defaults, http, clock), nullptr);
 }
 
+TEST_F(MakeBrainTest, PreparesTheConnectionToTheChosenProviderOnly) {
+    defaults.set("provider", "xai");
+    prepareBrain(defaults, http);
+    defaults.set("xaiHost", "http://127.0.0.1:8080/");
+    prepareBrain(defaults, http);
+    forgetKeys();
+    prepareBrain(defaults, http);
+    EXPECT_THAT(http.prepared, testing::ElementsAre("https://api.x.ai", "http://127.0.0.1:8080"));
+}
+
 } // namespace tavik

@@ -13,6 +13,8 @@ TEST_F(VoiceWorld, WakesAnswersListensOnAndGoesBackToWaiting) {
     brain->replies = {"It is nine.", "It is five in the afternoon."};
     ASSERT_TRUE(starts());
     sayWakePhrase();
+    ASSERT_TRUE(reaches(Kind::listening));
+    EXPECT_EQ(preparations, 1); // while the user still speaks
     pause(500ms);
     say(2s);
     ASSERT_TRUE(eventually([&] { return logged("👂 listening for a follow-up…"); }));

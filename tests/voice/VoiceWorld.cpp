@@ -157,6 +157,7 @@ VoiceServices VoiceWorld::services() {
                                                        : [this] { return wakeTranscript; });
             },
         .loadWakeModel = [] { return std::make_unique<FakeClassifier>(); },
+        .prepareBrain = [this] { ++preparations; },
         .makeBrain = [this] { return brain; },
         .makeAgentSession =
             [](std::shared_ptr<Brain> made) {

@@ -86,6 +86,7 @@ protected:
     std::string wakeTranscript = "hey vessa";
     std::atomic<bool> microphoneIsDead = false;
     std::atomic<int> pauseRequests = 0;
+    std::atomic<int> preparations = 0; // of the brain
     std::vector<std::string> notices;
 
     std::unique_ptr<VoiceLoop> loop;
