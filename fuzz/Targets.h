@@ -12,4 +12,8 @@ void readBrainReply(std::string_view input);
 // A web page. The first byte chooses the content type that comes with it.
 void readPage(std::string_view input);
 
+// A tool call that the safety rules judge. The first byte chooses the tool and whether the
+// clipboard can be read; the rest is the arguments and the clipboard's text.
+void judgeCall(std::string_view input);
+
 } // namespace tavik::fuzz

@@ -77,4 +77,8 @@ TEST(Mutation, BreaksNoReaderOfPages) {
     readMutations("pages", fuzz::readPage);
 }
 
+TEST(Mutation, GetsNoHeldCallPastTheGuardrails) {
+    readMutations("guardrails", fuzz::judgeCall);
+}
+
 } // namespace tavik
