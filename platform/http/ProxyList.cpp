@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
+#include <string_view>
 
 namespace tavik {
 
@@ -15,18 +16,21 @@ std::string inCapitals(std::string name) {
 }
 
 struct Kind {
-    std::string prefix;      // GIO's
-    std::string replacement; // libcurl's
+    std::string_view prefix;      // GIO's
+    std::string_view replacement; // libcurl's
 };
 
 // A proxy that a desktop names resolves names itself, so that they do not leave by another way.
-const std::vector<Kind>& kinds() {
-    static const std::vector<Kind> known = {
-        {"direct://", ""},           {"http://", "http://"},     {"https://", "https://"},
-        {"socks5://", "socks5h://"}, {"socks://", "socks5h://"}, {"socks4a://", "socks4a://"},
-        {"socks4://", "socks4://"},
-    };
-    return known;
+constexpr Kind kinds[] = {
+    {"direct://", ""},           {"http://", "http://"},     {"https://", "https://"},
+    {"socks5://", "socks5h://"}, {"socks://", "socks5h://"}, {"socks4a://", "socks4a://"},
+    {"socks4://", "socks4://"},
+};
+
+std::string respelled(const std::string& uri, const Kind& kind) {
+    if (kind.replacement.empty())
+        return "";
+    return std::string(kind.replacement) + uri.substr(kind.prefix.size());
 }
 
 } // namespace
@@ -42,11 +46,9 @@ ProxyList environmentProxies(const std::string& scheme) {
 ProxyList desktopProxies(const std::vector<std::string>& uris) {
     ProxyList proxies;
     for (const std::string& uri : uris)
-        for (const Kind& kind : kinds())
+        for (const Kind& kind : kinds)
             if (uri.starts_with(kind.prefix))
-                proxies.push_back(kind.replacement.empty()
-                                      ? ""
-                                      : kind.replacement + uri.substr(kind.prefix.size()));
+                proxies.push_back(respelled(uri, kind));
     return proxies.empty() ? ProxyList{""} : proxies;
 }
 
