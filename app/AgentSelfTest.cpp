@@ -1,6 +1,7 @@
 #include "app/AgentSelfTest.h"
 
 #include "agent/AgentSession.h"
+#include "app/KeyMigration.h"
 #include "app/Log.h"
 #include "brains/MakeBrain.h"
 
@@ -24,10 +25,11 @@ std::string ending(AgentOutcome outcome) {
 
 void runAgentSelfTest(const std::string& task, std::stop_token stop) {
     log("[selftest] task: " + task);
+    const auto migration = migrateKeysMeanwhile();
     // This build has no desktop control yet, so it holds neither right.
     log("[selftest] app AX trusted: false, screen: false");
     try {
-        auto brain = makeBrain();
+        auto brain = makeBrain(stop);
         if (!brain) {
             log("[selftest] FAIL: no brain — missing key");
             return;

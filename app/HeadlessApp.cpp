@@ -1,6 +1,7 @@
 #include "app/HeadlessApp.h"
 
 #include "agent/AgentSession.h"
+#include "app/KeyMigration.h"
 #include "app/Log.h"
 #include "app/Paths.h"
 #include "brains/MakeBrain.h"
@@ -45,7 +46,8 @@ VoiceServices makeServices(AudioServer& audio, SpeechOutput& speech, SerialQueue
                                            tuning::WAKE_WINDOW, wakeClasses);
             },
         .prepareBrain = [&background] { background.async([] { prepareBrain(); }); },
-        .makeBrain = [] { return std::shared_ptr<Brain>(makeBrain()); },
+        .makeBrain =
+            [](std::stop_token stop) { return std::shared_ptr<Brain>(makeBrain(std::move(stop))); },
         .makeAgentSession =
             [](std::shared_ptr<Brain> brain) {
                 return std::make_unique<AgentSession>(std::move(brain));
@@ -126,6 +128,7 @@ void keepListening(Listener& listener, std::stop_token stop) {
 } // namespace
 
 void runHeadless() {
+    const auto migration = migrateKeysMeanwhile();
     Listener listener;
     const std::jthread keeper(
         [&](std::stop_token stop) { keepListening(listener, std::move(stop)); });

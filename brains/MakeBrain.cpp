@@ -23,9 +23,10 @@ const BrainProvider& chosenProvider(UserDefaults& defaults) {
 
 } // namespace
 
-std::unique_ptr<Brain> makeBrain(UserDefaults& defaults, HttpSession& session, Clock& clock) {
+std::unique_ptr<Brain> makeBrain(UserDefaults& defaults, HttpSession& session, Clock& clock,
+                                 std::stop_token stop) {
     const BrainProvider& provider = chosenProvider(defaults);
-    const auto key = brainKey(provider.word, provider.keyEnvironment);
+    const auto key = brainKey(provider.word, provider.keyEnvironment, std::move(stop));
     if (!key)
         return nullptr;
     const std::string model = chosenModel(defaults, provider);
@@ -42,8 +43,8 @@ std::unique_ptr<Brain> makeBrain(UserDefaults& defaults, HttpSession& session, C
         session, clock);
 }
 
-std::unique_ptr<Brain> makeBrain() {
-    return makeBrain(UserDefaults::standard(), sharedHttpSession(), systemClock());
+std::unique_ptr<Brain> makeBrain(std::stop_token stop) {
+    return makeBrain(UserDefaults::standard(), sharedHttpSession(), systemClock(), std::move(stop));
 }
 
 void prepareBrain(UserDefaults& defaults, HttpSession& session) {

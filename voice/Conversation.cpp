@@ -109,7 +109,7 @@ Conversation::Next Conversation::respond(const std::string& command, bool isFoll
         log("🛑 stop phrase — ending the conversation");
         return Next::end;
     }
-    if (!hasSession()) {
+    if (!hasSession(stop)) {
         speak("No A P I key is set. Add one in Tavik's settings.", std::move(stop));
         return Next::end;
     }
@@ -117,10 +117,10 @@ Conversation::Next Conversation::respond(const std::string& command, bool isFoll
 }
 
 // The brain is made once a conversation, so that changed settings count from the next one on.
-bool Conversation::hasSession() {
+bool Conversation::hasSession(std::stop_token stop) {
     if (session)
         return true;
-    auto brain = services.makeBrain();
+    auto brain = services.makeBrain(std::move(stop));
     if (brain)
         session = services.makeAgentSession(std::move(brain));
     return session != nullptr;

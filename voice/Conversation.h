@@ -36,7 +36,7 @@ private:
     AgentResult think(const std::string& command, std::stop_token stop);
     void apologise(const std::exception& error, const std::string& sentence, std::stop_token stop);
     void speak(const std::string& text, std::stop_token stop);
-    bool hasSession();
+    bool hasSession(std::stop_token stop);
     bool isCancelled();
     bool isInterrupted();
 

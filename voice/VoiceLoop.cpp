@@ -97,7 +97,7 @@ void VoiceLoop::run(std::stop_source loop) {
         if (!microphone.start(loop.get_token()) || !prepareEars())
             return;
         throwIfStopped(loop.get_token());
-        announce();
+        announce(loop.get_token());
         listen(loop.get_token());
     } catch (const Cancelled&) {
         // Stopped; whoever stopped it reports.
@@ -125,9 +125,9 @@ bool VoiceLoop::prepareEars() {
     return false;
 }
 
-void VoiceLoop::announce() {
+void VoiceLoop::announce(std::stop_token stop) {
     const auto voice = Speaker(services, state).current();
-    const auto brain = services.makeBrain();
+    const auto brain = services.makeBrain(std::move(stop));
     log(fmt::format("Tavik ready. Voice: {}. Brain: {}. Say \"Hey Vessa\".",
                     voice ? voice->name : "default",
                     brain ? brain->label() : "NO KEY — add one in Settings"));

@@ -48,7 +48,7 @@ private:
 
     void run(std::stop_source loop);
     bool prepareEars();
-    void announce();
+    void announce(std::stop_token stop);
     void listen(std::stop_token stop);
     bool wakes();
     void runSession(Task<bool>* verify, std::stop_token stop);

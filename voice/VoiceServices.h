@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <memory>
+#include <stop_token>
 #include <string>
 
 namespace tavik {
@@ -30,8 +31,8 @@ struct VoiceServices {
     std::function<std::unique_ptr<AudioClassifier>()> loadWakeModel;
     // A conversation begins, and will soon ask the model. Must return at once.
     std::function<void()> prepareBrain;
-    // None when no key is set.
-    std::function<std::shared_ptr<Brain>()> makeBrain;
+    // None when no key is set. Throws Cancelled.
+    std::function<std::shared_ptr<Brain>(std::stop_token)> makeBrain;
     std::function<std::unique_ptr<AgentSession>(std::shared_ptr<Brain>)> makeAgentSession;
 };
 

@@ -158,7 +158,7 @@ VoiceServices VoiceWorld::services() {
             },
         .loadWakeModel = [] { return std::make_unique<FakeClassifier>(); },
         .prepareBrain = [this] { ++preparations; },
-        .makeBrain = [this] { return brain; },
+        .makeBrain = [this](std::stop_token) { return brain; },
         .makeAgentSession =
             [](std::shared_ptr<Brain> made) {
                 return std::make_unique<AgentSession>(std::move(made));
