@@ -7,7 +7,7 @@
 
 namespace tavik {
 
-// A home folder for one benchmark run, so that the user's own files stay as they are.
+// A home folder for one benchmark run, so that the user's own files and keyring stay as they are.
 class FreshHome {
 public:
     FreshHome()
@@ -15,6 +15,7 @@ public:
         if (!mkdtemp(folder.data()))
             throw std::runtime_error("no temporary folder could be made");
         setenv("HOME", folder.c_str(), 1);
+        setenv("DBUS_SESSION_BUS_ADDRESS", "disabled:", 1); // the keyring, too, is the user's own
     }
     ~FreshHome() {
         std::error_code ignored;

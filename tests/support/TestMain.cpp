@@ -11,11 +11,13 @@ int main(int argc, char** argv) {
     const tavik::TemporaryFolder home;
     setenv("HOME", home.path().c_str(), 1);
     setenv("XDG_RUNTIME_DIR", home.path().c_str(), 1);
+    // Merely unset, it would be looked for, and one might even be started.
+    setenv("DBUS_SESSION_BUS_ADDRESS", "disabled:", 1);
     setenv("TZ", "UTC", 1);
-    for (const char* name : {"ANTHROPIC_API_KEY", "OPENAI_API_KEY", "GEMINI_API_KEY", "XAI_API_KEY",
-                             "http_proxy", "https_proxy", "HTTP_PROXY", "HTTPS_PROXY", "ALL_PROXY",
-                             "PULSE_SERVER", "SPEECHD_ADDRESS", "DISPLAY", "WAYLAND_DISPLAY",
-                             "DBUS_SESSION_BUS_ADDRESS", "XDG_CONFIG_HOME", "XDG_DATA_HOME"})
+    for (const char* name :
+         {"ANTHROPIC_API_KEY", "OPENAI_API_KEY", "GEMINI_API_KEY", "XAI_API_KEY", "http_proxy",
+          "https_proxy", "HTTP_PROXY", "HTTPS_PROXY", "ALL_PROXY", "PULSE_SERVER",
+          "SPEECHD_ADDRESS", "DISPLAY", "WAYLAND_DISPLAY", "XDG_CONFIG_HOME", "XDG_DATA_HOME"})
         unsetenv(name);
     return RUN_ALL_TESTS();
 }
