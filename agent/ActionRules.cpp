@@ -3,6 +3,7 @@
 #include "platform/text/Text.h"
 
 #include <algorithm>
+#include <stdexcept>
 #include <vector>
 
 namespace tavik {
@@ -69,10 +70,10 @@ public:
     std::optional<std::string> firstLabel(const GuardedText& text) const {
         if (!text.matches(any))
             return std::nullopt;
-        const auto rule = std::find_if(rules.begin(), rules.end(), [&](const Rule& each) {
-            return text.matches(each.pattern);
-        });
-        return rule->label;
+        for (const Rule& rule : rules)
+            if (text.matches(rule.pattern))
+                return rule.label;
+        throw std::logic_error("a table of rules contradicts itself");
     }
 
 private:

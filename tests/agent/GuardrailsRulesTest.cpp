@@ -6,77 +6,68 @@
 namespace tavik {
 namespace {
 
-struct TextCase {
-    const char* text;
-    const char* outcome;
+// What becomes of each of the texts.
+struct Texts {
+    std::string outcome;
+    std::vector<std::string> texts;
 };
 
 constexpr const char* recursiveDelete = "refused: recursive delete of the root or home directory";
 constexpr const char* filesDeleted = "held: deleting files with rm";
 constexpr const char* asRoot = "held: running a command as root";
+constexpr const char* pushing = "held: pushing to a remote repository";
 
-TEST_F(GuardrailsTest, EveryRuleForTypedTextMatchesItsCommandAndNotTheOneBesideIt) {
-    const TextCase cases[] = {
-        {"rm -rf ~", recursiveDelete},
-        {"cd x; RM -fR /", recursiveDelete},
-        {"rm -r -f \"$HOME\"\nls", recursiveDelete},
-        {"rm -v --recursive -f -- '~/*' x", recursiveDelete},
-        {"rm\t-r /*", recursiveDelete},
-        {"rm -rf $home/ && true", recursiveDelete},
-        {"rm -rf ~/Projects/tmp", filesDeleted},
-        {"rm -f /", filesDeleted},
-        {"rm -rf /etc", filesDeleted},
-        {"rm -rf ~root", filesDeleted},
-        {"alarm -rf /", "runs"},
-        {"sudo  rm x", "refused: rm as root"},
-        {"sudo rmdir x", asRoot},
-        {"mkfs.ext4 x", "refused: formatting a filesystem"},
-        {"amkfs", "runs"},
-        {"diskutil eraseDisk x", "refused: erasing a disk"},
-        {"diskutil partitiondisk", "refused: erasing a disk"},
-        {"diskutil list", "runs"},
-        {"dd if=a of=/dev/sda", "refused: writing raw bytes to a device"},
-        {"dd if=/dev/zero\nof=/dev/sda", "runs"},
-        {"dd if=/dev/sda of=disk.img", "runs"},
-        {"cat x >/dev/rdisk2", "refused: writing to a raw disk"},
-        {"cat x > /dev/null", "runs"},
-        {":(){ :|:& };:", "refused: a fork bomb"},
-        {":()  { a | b & }", "refused: a fork bomb"},
-        {"if (a && b) { c(); }", "runs"},
-        {"f(){ a | b & }", "runs"},
-        {":(){ a; b & }", "runs"},
-        {"chmod -R -v 000 /", "refused: locking out the root directory"},
-        {"chmod 000 /home", "refused: locking out the root directory"},
-        {"chmod 0000 /", "runs"},
-        {"chmod 000 a", "runs"},
-        {"launchctl bootout system/x", "refused: unloading system services"},
-        {"launchctl unload ~/x", "runs"},
-        {"csrutil disable", "refused: disabling System Integrity Protection"},
-        {"csrutil status", "runs"},
-
-        {"rm x", filesDeleted},
-        {"rm", "runs"},
-        {"a form x", "runs"},
-        {"sudo", asRoot},
-        {"pseudo", "runs"},
-        {"git push", "held: pushing to a remote repository"},
-        {"git pushd", "runs"},
-        {"git  reset --hard HEAD", "held: discarding local changes"},
-        {"git reset --hardly", "runs"},
-        {"git reset --soft", "runs"},
-        {"git clean -fd", "held: deleting untracked files"},
-        {"git cleanup", "runs"},
-        {"killall Finder", "held: force-quitting apps"},
-        {"kill all", "runs"},
-        {"shutdown -h now", "held: shutting down or restarting the Mac"},
-        {"Reboot", "held: shutting down or restarting the Mac"},
-        {"rebooted", "runs"},
-        {"git push; sudo x", asRoot},
-        {"Delete", "runs"},
-        {"", "runs"},
+TEST_F(GuardrailsTest, EveryRuleForTypedTextMatchesItsCommandsAndNotTheOnesBesideThem) {
+    const Texts cases[] = {
+        {recursiveDelete,
+         {"rm -rf ~", "cd x; RM -fR /", "rm -r -f \"$HOME\"\nls", "rm\t-r /*",
+          "rm -v --recursive -f -- '~/*' x", "rm -rf $home/ && true"}},
+        {"refused: rm as root", {"sudo  rm x", "sudo rm"}},
+        {"refused: formatting a filesystem", {"mkfs.ext4 x"}},
+        {"refused: erasing a disk", {"diskutil eraseDisk x", "diskutil partitiondisk"}},
+        {"refused: writing raw bytes to a device", {"dd if=a of=/dev/sda"}},
+        {"refused: writing to a raw disk", {"cat x >/dev/rdisk2", "> /dev/disk1"}},
+        {"refused: a fork bomb", {":(){ :|:& };:", ":()  {\na | b & }"}},
+        {"refused: locking out the root directory", {"chmod -R -v 000 /", "chmod 000 /home"}},
+        {"refused: unloading system services", {"launchctl bootout system/x"}},
+        {"refused: disabling System Integrity Protection", {"csrutil disable"}},
+        {filesDeleted, {"rm x", "rm -rf ~/Projects/tmp", "rm -f /", "rm -rf /etc", "rm -rf ~root"}},
+        {asRoot, {"sudo", "sudo rmdir x", "git push; sudo x"}},
+        {pushing, {"git push", "Git\tPUSH -f"}},
+        {"held: discarding local changes", {"git  reset --hard HEAD"}},
+        {"held: deleting untracked files", {"git clean -fd"}},
+        {"held: force-quitting apps", {"killall Finder"}},
+        {"held: shutting down or restarting the Mac", {"shutdown -h now", "Reboot"}},
+        {"runs",
+         {"alarm -rf /",
+          "amkfs",
+          "diskutil list",
+          "dd if=/dev/zero\nof=/dev/sda",
+          "dd if=/dev/sda of=disk.img",
+          "cat x > /dev/null",
+          "if (a && b) { c(); }",
+          "f(){ a | b & }",
+          ":(){ a; b & }",
+          ":(){ a | b }",
+          "chmod 0000 /",
+          "chmod 000 a",
+          "launchctl unload ~/x",
+          "csrutil status",
+          "rm",
+          "a form x",
+          "pseudo",
+          "git pushd",
+          "git reset --hardly",
+          "git reset --soft",
+          "git cleanup",
+          "kill all",
+          "rebooted",
+          "Delete",
+          ""}},
     };
-    for (const TextCase& each : cases)
-        EXPECT_EQ(check(typing(each.text)), each.outcome) << each.text;
+    for (const auto& [expected, texts] : cases)
+        for (const std::string& text : texts)
+            EXPECT_EQ(check(typing(text)), expected) << text;
 }
 
 TEST_F(GuardrailsTest, EveryDangerousLabelIsHeldAsItStands) {
@@ -110,7 +101,6 @@ TEST_F(GuardrailsTest, EachToolIsJudgedByTheRulesOfItsKind) {
 TEST_F(GuardrailsTest, TheStringsOfTheArgumentsAreSortedAndItsKeysDoNotCount) {
     EXPECT_EQ(check("fill_field", {{"b", "rm"}, {"a", {"~", {{"c", "-rf"}}}}}), filesDeleted);
     EXPECT_EQ(check("fill_field", {{"b", "Rm -rf"}, {"a", "~"}}), recursiveDelete);
-    EXPECT_EQ(check("fill_field", {{"b", "rm -rf"}, {"a", "Z é"}}), "held: deleting files with rm");
     EXPECT_EQ(check("fill_field", {{"sudo", 1}, {"x", {true, nullptr, 2.5}}}), "runs");
     EXPECT_EQ(check("fill_field", "sudo"), asRoot);
     EXPECT_EQ(check("fill_field", Json()), "runs");
@@ -118,21 +108,22 @@ TEST_F(GuardrailsTest, TheStringsOfTheArgumentsAreSortedAndItsKeysDoNotCount) {
 }
 
 TEST_F(GuardrailsTest, ADisguiseDoesNotHelp) {
-    const TextCase cases[] = {
-        {"r\u200Bm -rf ~", recursiveDelete},                 // zero-width space
-        {"\u202Erm\u2066 -rf ~", recursiveDelete},           // directions
-        {"rm -r\u00ADf\u00A0~", recursiveDelete},            // soft hyphen, no-break space
-        {"rm\u3000-rf\u2028/", recursiveDelete},             // ideographic space, line separator
-        {"r\xFFm -rf \xE2\x80~", recursiveDelete},           // faulty bytes
-        {"r\x01m -rf\x7F /", recursiveDelete},               // control characters
-        {"su\uFE0Fd\U000E0061o\vrm", "refused: rm as root"}, // a variant, a tag, a vertical tab
-        {"s\u034Fudo ls", asRoot},
-        {"g\u2060it\u2003push", "held: pushing to a remote repository"},
-        {"r m\u00A0x", "runs"},
-        {"a\u200Bb\u00A0ü\xFF", "runs"},
+    const Texts cases[] = {
+        {recursiveDelete,
+         {"r\u200Bm -rf ~",                                    // zero-width space
+          "\u202Erm\u2066 -rf ~",                              // directions
+          "rm -r\u00ADf\u00A0~",                               // soft hyphen, no-break space
+          "rm\u3000-rf\u2028/",                                // ideographic space, line separator
+          "r\xFFm -rf \xE2\x80~",                              // faulty bytes
+          "r\x01m -rf\x7F /"}},                                // control characters
+        {"refused: rm as root", {"su\uFE0Fd\U000E0061o\vrm"}}, // a variant, a tag, a vertical tab
+        {asRoot, {"s\u034Fudo ls"}},
+        {pushing, {"g\u2060it\u2003push"}},
+        {"runs", {"r m\u00A0x", "a\u200Bb\u00A0ü\xFF"}},
     };
-    for (const TextCase& each : cases)
-        EXPECT_EQ(check(typing(each.text)), each.outcome) << each.text;
+    for (const auto& [expected, texts] : cases)
+        for (const std::string& text : texts)
+            EXPECT_EQ(check(typing(text)), expected) << text;
     EXPECT_EQ(check("click", {{"label", "De\u200Blete"}}), "held: activating \"Delete\"");
     EXPECT_EQ(check("click", {{"label", "Empty\u00A0Trash"}}), "held: activating \"Empty Trash\"");
     clipboard = "sudo";
@@ -146,7 +137,7 @@ TEST_F(GuardrailsTest, PastingIsJudgedAsTypingTheClipboard) {
         clipboard = "sudo rm -rf /";
         EXPECT_EQ(check("press_key", arguments), recursiveDelete) << arguments;
         clipboard = "git push";
-        EXPECT_EQ(check("press_key", arguments), "held: pushing to a remote repository");
+        EXPECT_EQ(check("press_key", arguments), pushing);
         clipboard = "Delete";
         EXPECT_EQ(check("press_key", arguments), "runs");
     }
@@ -180,7 +171,7 @@ TEST_F(GuardrailsTest, AClipboardThatCannotBeReadIsNotPastedUnasked) {
     clipboard = "sudo rm";
     EXPECT_EQ(check(paste, 1), "refused: rm as root");
     clipboard = "git push";
-    EXPECT_EQ(check(paste, 1), "held: pushing to a remote repository");
+    EXPECT_EQ(check(paste, 1), pushing);
     clipboard = std::nullopt;
     EXPECT_EQ(check(paste, 1), "runs");
 }

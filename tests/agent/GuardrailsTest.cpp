@@ -10,7 +10,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::Not;
 
 const ToolCall deleteButton = {"id", "click_element", {{"role", "button"}, {"label", "Delete"}}};
 constexpr const char* held = "held: activating \"Delete\"";
@@ -21,38 +20,22 @@ std::string logText() {
 }
 
 TEST_F(GuardrailsTest, OnlyAPlainYesLetsTheHeldCallPassAndOnlyOnce) {
-    const std::pair<const char*, const char*> replies[] = {
-        {"Yes, please!", "runs"},
-        {"YES", "runs"},
-        {" \t«Go»\nahead… ", "runs"},
-        {"do-it", "runs"},
-        {"Yes: do it.", "runs"},
-        {"yes_go_ahead", "runs"},
-        {"confirm", "runs"},
-        {"Confirmed?", "runs"},
-        {"proceed", "runs"},
-        {"yes\u00A0proceed", "runs"},
-        {"yes but not that one", held},
-        {"yes yes", held},
-        {"no", held},
-        {"", held},
-        {"...", held},
-        {"okay", held},
-        {"ye s", held},
-        {"yes$", held},
-        {"yes\u200B", held},
+    const std::pair<const char*, std::vector<std::string>> cases[] = {
+        {"runs",
+         {"Yes, please!", "YES", " \t«Go»\nahead… ", "do-it", "Yes: do it.", "yes_go_ahead",
+          "confirm", "Confirmed?", "proceed", "yes\u00A0proceed"}},
+        {held,
+         {"yes but not that one", "yes yes", "no", "", "...", "okay", "ye s", "yes$", "yes\u200B"}},
     };
     int turn = 0;
-    for (const auto& [reply, outcomeThen] : replies) {
-        EXPECT_EQ(check(deleteButton, turn), held);
-        EXPECT_EQ(guardrails.confirmationQuestion(),
-                  "This involves activating \"Delete\". Do you want me to proceed? Please say yes "
-                  "or no.");
-        guardrails.beginUserTurn(reply, ++turn);
-        EXPECT_EQ(check(deleteButton, turn), outcomeThen) << reply;
-        EXPECT_EQ(check(deleteButton, turn), held) << reply;
-        guardrails.beginUserTurn("never mind", ++turn);
-    }
+    for (const auto& [outcomeThen, replies] : cases)
+        for (const std::string& reply : replies) {
+            EXPECT_EQ(check(deleteButton, turn), held);
+            guardrails.beginUserTurn(reply, ++turn);
+            EXPECT_EQ(check(deleteButton, turn), outcomeThen) << reply;
+            EXPECT_EQ(check(deleteButton, turn), held) << reply;
+            guardrails.beginUserTurn("never mind", ++turn);
+        }
 }
 
 TEST_F(GuardrailsTest, AYesIsForTheCallThatWasHeldLastAndForTheTurnThatFollows) {
