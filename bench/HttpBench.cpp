@@ -6,7 +6,7 @@
 #include "bench/FreshHome.h"
 #include "brains/BrainPost.h"
 #include "platform/http/HttpSession.h"
-#include "tests/platform/http/TlsServer.h"
+#include "tools/stand-ins/http/TlsServer.h"
 
 #include <algorithm>
 #include <chrono>

@@ -1,7 +1,7 @@
 #include "tests/platform/http/FakeResolver.h"
 #include "tests/platform/http/HttpTest.h"
-#include "tests/platform/http/RawServer.h"
 #include "tests/support/StopTiming.h"
+#include "tools/stand-ins/http/RawServer.h"
 
 namespace tavik {
 

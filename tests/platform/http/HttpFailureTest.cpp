@@ -1,7 +1,7 @@
 #include "platform/http/CurlHttpSession.h"
 #include "platform/http/TransferFailure.h"
 #include "tests/platform/http/HttpTest.h"
-#include "tests/platform/http/RawServer.h"
+#include "tools/stand-ins/http/RawServer.h"
 
 #include <cerrno>
 #include <curl/curl.h>

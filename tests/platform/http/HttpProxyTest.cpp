@@ -1,6 +1,6 @@
 #include "tests/platform/http/FakeResolver.h"
 #include "tests/platform/http/HttpTest.h"
-#include "tests/platform/http/RawServer.h"
+#include "tools/stand-ins/http/RawServer.h"
 
 #include <gio/gio.h>
 

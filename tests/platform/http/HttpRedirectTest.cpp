@@ -1,5 +1,5 @@
 #include "tests/platform/http/HttpTest.h"
-#include "tests/platform/http/RawServer.h"
+#include "tools/stand-ins/http/RawServer.h"
 
 #include <fmt/format.h>
 

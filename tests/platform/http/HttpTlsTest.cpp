@@ -1,6 +1,6 @@
 #include "tests/platform/http/HttpTest.h"
-#include "tests/platform/http/TlsServer.h"
 #include "tests/support/StopTiming.h"
+#include "tools/stand-ins/http/TlsServer.h"
 
 #include <future>
 

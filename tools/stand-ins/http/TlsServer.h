@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tests/platform/http/RawServer.h"
+#include "tools/stand-ins/http/RawServer.h"
 #include "tools/stand-ins/services/ChildProcess.h"
 #include "tools/stand-ins/services/TemporaryFolder.h"
 

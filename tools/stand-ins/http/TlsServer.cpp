@@ -1,4 +1,4 @@
-#include "tests/platform/http/TlsServer.h"
+#include "tools/stand-ins/http/TlsServer.h"
 
 #include <cstdlib>
 #include <fmt/format.h>

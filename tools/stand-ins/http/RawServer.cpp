@@ -1,4 +1,4 @@
-#include "tests/platform/http/RawServer.h"
+#include "tools/stand-ins/http/RawServer.h"
 
 #include <arpa/inet.h>
 #include <cerrno>
