@@ -127,7 +127,7 @@ Guardrails::Judgement Guardrails::judgeText(const ToolCall& call,
     const GuardedText& text = guarded.text;
     if (guarded.isComplete && allowlist.exempts(text.asItStands()))
         return {};
-    const std::string_view tool = guarded.isPaste ? "type_text" : call.name;
+    const std::string tool = guarded.isPaste ? "type_text" : call.name;
     if (const auto reason = hardBlockReason(tool, text))
         return {Outcome::refused, *reason, text.asItStands(), ""};
     auto reason = confirmationReason(tool, text);

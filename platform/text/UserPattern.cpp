@@ -24,7 +24,7 @@ icu::UnicodeString unicode(std::string_view text) {
 }
 
 UBool hasTimeLeft(const void* deadline) {
-    return std::chrono::steady_clock::now() < *static_cast<const Instant*>(deadline);
+    return std::chrono::steady_clock::now() < *static_cast<const Instant*>(deadline) ? 1 : 0;
 }
 
 UBool goOnMatching(const void* deadline, std::int32_t) {
