@@ -17,10 +17,13 @@ namespace {
 
 using namespace tavik;
 
-constexpr const char* peerExpressions[] = {
+constexpr const char* recursiveDelete =
     R"re(\brm\s+(?:-\w+\s+)*(?:-\w*[rR]\w*|--recursive)\s+(?:-\w+\s+)*(?:--\s+)?)re"
     R"re((?:"(?:/|~/?|\$HOME/?)(?:\*)?"|'(?:/|~/?|\$HOME/?)(?:\*)?'|)re"
-    R"re((?:/|~/?|\$HOME/?)(?:\*)?)(?=\s|$))re",
+    R"re((?:/|~/?|\$HOME/?)(?:\*)?)(?=\s|$))re";
+
+constexpr const char* peerExpressions[] = {
+    recursiveDelete,
     R"(\bsudo\s+rm\b)",
     R"(\bmkfs)",
     R"(\bdiskutil\s+(erase|reformat|partitionDisk|zeroDisk))",
