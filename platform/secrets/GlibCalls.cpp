@@ -61,6 +61,11 @@ GlibCalls::GlibCalls(std::chrono::milliseconds limit, std::stop_token stopToken)
 }
 
 GlibCalls::~GlibCalls() {
+    // Objects of GLib's that are gone by now have left their last clearing up to the context.
+    const Instant end = steady_clock::now() + grace;
+    while (g_main_context_iteration(context, FALSE) && steady_clock::now() < end) {
+    }
+    const ObjectReference<GAsyncResult> late(arrived);
     g_main_context_pop_thread_default(context);
     g_main_context_unref(context);
 }
@@ -77,8 +82,7 @@ ObjectReference<GAsyncResult> GlibCalls::await(const Start& start) {
     iterateUntil(deadline, [this] { return arrived || stop.stop_requested(); });
     const bool isInTime = arrived != nullptr;
     if (!isInTime) {
-        // Whatever comes later than this is never delivered, since nobody runs the context any
-        // more.
+        // What comes even later than this is not looked at any more.
         g_cancellable_cancel(cancellable.get());
         iterateUntil(steady_clock::now() + grace, [this] { return arrived != nullptr; });
     }

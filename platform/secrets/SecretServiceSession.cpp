@@ -62,8 +62,12 @@ std::vector<std::string> takePaths(char** paths) {
 // GLib's own search would also start a bus where there is none.
 std::string sessionBusAddress() {
     const char* const address = std::getenv("DBUS_SESSION_BUS_ADDRESS");
-    if (address && *address)
+    if (address && *address) {
+        GlibFailure failure;
+        if (!g_dbus_is_supported_address(address, failure.receiver()))
+            failure.raise();
         return address;
+    }
     const char* const runtime = std::getenv("XDG_RUNTIME_DIR");
     const std::string socket = runtime ? std::string(runtime) + "/bus" : "";
     if (socket.empty() || access(socket.c_str(), F_OK) != 0)
