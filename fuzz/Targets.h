@@ -16,4 +16,8 @@ void readPage(std::string_view input);
 // clipboard can be read; the rest is the arguments and the clipboard's text.
 void judgeCall(std::string_view input);
 
+// What a model on this machine replies, or a conversation: the first byte says which. Lines are
+// turns.
+void readSummary(std::string_view input);
+
 } // namespace tavik::fuzz

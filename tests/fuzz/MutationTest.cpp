@@ -77,6 +77,10 @@ TEST(Mutation, BreaksNoReaderOfPages) {
     readMutations("pages", fuzz::readPage);
 }
 
+TEST(Mutation, BreaksNoMakerOfSummaries) {
+    readMutations("summaries", fuzz::readSummary);
+}
+
 TEST(Mutation, GetsNoHeldCallPastTheGuardrails) {
     readMutations("guardrails", fuzz::judgeCall);
 }
