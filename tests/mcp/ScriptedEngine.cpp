@@ -91,6 +91,7 @@ void call(const std::string& tool, const Json& arguments, const Json& id) {
         {"hang", [] {}},
         {"cancelled", [&] { say(replyLine(id, textResult(compactJson(cancelled)))); }},
         {"descriptors", [&] { say(replyLine(id, textResult(openDescriptors()))); }},
+        {"pid", [&] { say(replyLine(id, textResult(std::to_string(getpid())))); }},
         {"variable",
          [&] {
              const char* value = std::getenv("TAVIK_TEST_VARIABLE");
