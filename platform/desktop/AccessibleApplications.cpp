@@ -89,11 +89,7 @@ std::vector<AccessibleApplication> AccessibilityBus::applications() {
     const std::string busAddress = address();
     if (busAddress.empty())
         return {};
-    const auto flags = static_cast<GDBusConnectionFlags>(
-        static_cast<int>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT) |
-        G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
-    connection.reset(g_dbus_connection_new_for_address_sync(busAddress.c_str(), flags, nullptr,
-                                                            calls.cancellable(), nullptr));
+    connection = connectionTo(busAddress, calls.cancellable());
     if (!connection)
         return {};
     const auto reply =
@@ -109,7 +105,7 @@ std::vector<AccessibleApplication> AccessibilityBus::applications() {
 
 // Empty where accessibility is not in use. Nothing is started by asking.
 std::string AccessibilityBus::address() const {
-    const auto session = sessionBus(calls.cancellable());
+    const auto session = connectionToSession(calls.cancellable());
     if (!session)
         return "";
     const Place launcher{"org.a11y.Bus", "/org/a11y/bus"};

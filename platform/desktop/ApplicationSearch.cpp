@@ -16,13 +16,16 @@ Names shownNames(const InstalledApplication& app) {
     return {app.displayName, app.name, app.plainName};
 }
 
-// What an application can be called, the most telling names first.
 using NamesOf = Names (*)(const InstalledApplication&);
-constexpr NamesOf waysOfNaming[] = {
+
+// What people call an application, and what machines do.
+constexpr NamesOf namesForPeople[] = {
     shownNames,
     [](const InstalledApplication& app) {
         return Names{app.genericName, app.plainGenericName};
     },
+};
+constexpr NamesOf namesForMachines[] = {
     [](const InstalledApplication& app) { return Names{app.executable}; },
     [](const InstalledApplication& app) { return Names{app.id}; },
     [](const InstalledApplication& app) { return Names{app.shortId()}; },
@@ -77,10 +80,16 @@ const InstalledApplication* findApplication(const InstalledApplications& applica
     const std::string compactName = compact(spokenName);
     if (compactName.empty())
         return nullptr;
-    for (const NamesOf namesOf : waysOfNaming)
-        if (const auto* app = firstThat(applications, [&](const InstalledApplication& candidate) {
-                return hasName(namesOf(candidate), compactName);
-            }))
+    const auto isCalled = [&](NamesOf namesOf) {
+        return [namesOf, &compactName](const InstalledApplication& candidate) {
+            return hasName(namesOf(candidate), compactName);
+        };
+    };
+    for (const NamesOf namesOf : namesForPeople)
+        if (const auto* app = firstThat(applications, isCalled(namesOf)))
+            return app;
+    for (const NamesOf namesOf : namesForMachines)
+        if (const auto* app = onlyOneThat(applications, isCalled(namesOf)))
             return app;
     for (const Part part : {Part::beginning, Part::insideAtWord})
         if (const auto* app = onlyOneThat(applications, [&](const InstalledApplication& candidate) {

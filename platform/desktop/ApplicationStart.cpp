@@ -11,6 +11,8 @@
 #include <cstring>
 #include <fmt/format.h>
 #include <gio/gdesktopappinfo.h>
+#include <mutex>
+#include <optional>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -33,8 +35,7 @@ public:
     Start(const std::string& entryPath, std::string addressToOpen)
         : entry(g_desktop_app_info_new_from_filename(entryPath.c_str()))
         , address(std::move(addressToOpen))
-        , addresses(address.empty() ? nullptr : g_list_append(nullptr, address.data()))
-        , surroundings(g_app_launch_context_new()) {
+        , addresses(address.empty() ? nullptr : g_list_append(nullptr, address.data())) {
         if (!entry)
             throw LaunchError("Its desktop entry is gone.");
     }
@@ -51,7 +52,6 @@ private:
     const GioObject<GDesktopAppInfo> entry;
     std::string address;
     const std::unique_ptr<GList, FreeList> addresses;
-    const GioObject<GAppLaunchContext> surroundings;
 };
 
 void throwUnlessCancelled(GError* error) {
@@ -66,7 +66,7 @@ void throwUnlessCancelled(GError* error) {
 // watch only our wait for the answer is cancelled: the application goes on.
 void Start::overBus(GioCalls& calls) const {
     GError* error = nullptr;
-    g_app_info_launch_uris_async(G_APP_INFO(entry.get()), addresses.get(), surroundings.get(),
+    g_app_info_launch_uris_async(G_APP_INFO(entry.get()), addresses.get(), nullptr,
                                  calls.cancellable(), GioCalls::onResult,
                                  calls.expect([&error](GObject* app, GAsyncResult* result) {
                                      g_app_info_launch_uris_finish(G_APP_INFO(app), result, &error);
@@ -95,7 +95,7 @@ pid_t Start::asProgram() const {
     GError* error = nullptr;
     const int flags = G_SPAWN_SEARCH_PATH | G_SPAWN_DO_NOT_REAP_CHILD | G_SPAWN_STDOUT_TO_DEV_NULL |
                       G_SPAWN_STDERR_TO_DEV_NULL;
-    g_desktop_app_info_launch_uris_as_manager(entry.get(), addresses.get(), surroundings.get(),
+    g_desktop_app_info_launch_uris_as_manager(entry.get(), addresses.get(), nullptr,
                                               static_cast<GSpawnFlags>(flags), becomeIndependent,
                                               nullptr, rememberProcess, &process, &error);
     throwUnlessCancelled(error);
@@ -111,18 +111,58 @@ void throwIfFailed(int status) {
             fmt::format("It ended at once, with exit status {}.", WEXITSTATUS(status)));
 }
 
+// While this lives, GIO starts programs. It goes on a little after each, in the main context of
+// that moment, and holds the bus until it has done so. So that is a context that lasts, and what
+// was left of the program before is done first: a bus that has ended is not met again.
+class Starting {
+public:
+    Starting()
+        : lock(mutex()) {
+        g_main_context_push_thread_default(context());
+        while (g_main_context_iteration(context(), FALSE)) {
+        }
+    }
+    ~Starting() { g_main_context_pop_thread_default(context()); }
+    Starting(const Starting&) = delete;
+    Starting& operator=(const Starting&) = delete;
+
+private:
+    // Never destroyed: a stuck start may outlive the program's last line.
+    static std::mutex& mutex() {
+        static auto& starting = *new std::mutex;
+        return starting;
+    }
+    static GMainContext* context() {
+        static GMainContext* const lasting = g_main_context_new();
+        return lasting;
+    }
+
+    const std::lock_guard<std::mutex> lock;
+};
+
+// Nothing when the application is not a program of ours.
+std::optional<pid_t> started(const Start& start, const std::stop_token& stop) {
+    const Starting starting;
+    const GioObject<GCancellable> cancellable(g_cancellable_new());
+    const std::stop_callback giveUp(stop, [&] { g_cancellable_cancel(cancellable.get()); });
+    // GIO's own look for the bus cannot be interrupted, so it has to find one that answers.
+    const auto bus = sharedSessionBus(cancellable.get());
+    throwIfStopped(stop);
+    if (!bus || !start.isOverBus())
+        return start.asProgram();
+    GioCalls calls(stop);
+    start.overBus(calls);
+    return std::nullopt;
+}
+
 } // namespace
 
 void startApplication(const std::string& entryPath, const std::string& address,
                       LaunchedPrograms& programs, std::stop_token stop) {
-    const Start start(entryPath, address);
-    GioCalls calls(stop);
-    // GIO's own look for the bus cannot be interrupted, so it has to find one that answers.
-    const auto bus = sessionBus(calls.cancellable());
-    throwIfStopped(stop);
-    if (bus && start.isOverBus())
-        return start.overBus(calls);
-    auto ended = programs.adopt(start.asProgram());
+    const auto process = started(Start(entryPath, address), stop);
+    if (!process)
+        return;
+    auto ended = programs.adopt(*process);
     if (ended.wait_for(watch) == std::future_status::ready)
         throwIfFailed(ended.get());
 }

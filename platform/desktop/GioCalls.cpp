@@ -1,5 +1,7 @@
 #include "platform/desktop/GioCalls.h"
 
+#include <algorithm>
+
 namespace tavik {
 
 struct GioCalls::Pending {

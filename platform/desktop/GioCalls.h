@@ -24,8 +24,7 @@ public:
 
     GCancellable* cancellable() const { return cancelling.get(); }
 
-    // For a call that is started now: what it takes as callback and data. Only for use within the
-    // same statement.
+    // What a call that is started now takes as callback and as data.
     static void onResult(GObject* source, GAsyncResult* result, gpointer data);
     gpointer expect(Finish finish);
 

@@ -1,0 +1,96 @@
+#include "tests/platform/desktop/BusPeer.h"
+
+#include <filesystem>
+#include <stdexcept>
+#include <thread>
+
+namespace tavik {
+
+PrivateBus::PrivateBus() {
+    daemon = std::make_unique<ChildProcess>(ChildProcess::Command{
+        .arguments = {"dbus-daemon", "--session", "--nofork", "--nopidfile", "--nosyslog",
+                      "--address=" + address()},
+        .environment = {{"DISPLAY", std::nullopt},
+                        {"XDG_DATA_HOME", std::string(std::getenv("HOME")) + "/.local/share"},
+                        {"XDG_DATA_DIRS", std::nullopt},
+                        {"GSETTINGS_BACKEND", "memory"}},
+        .outputPath = folder.file("log"),
+        .input = "",
+    });
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (!std::filesystem::exists(folder.file("bus"))) {
+        if (std::chrono::steady_clock::now() > deadline)
+            throw std::runtime_error("the private bus did not start: " +
+                                     readFile(folder.file("log")));
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+}
+
+BusPeer::BusPeer(const std::string& address, Answer howToAnswer)
+    : answer(std::move(howToAnswer))
+    , connection(g_dbus_connection_new_for_address_sync(
+          address.c_str(),
+          static_cast<GDBusConnectionFlags>(
+              static_cast<int>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT) |
+              G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+          nullptr, nullptr, nullptr)) {
+    if (!connection)
+        throw std::runtime_error("no connection to " + address);
+    g_dbus_connection_add_filter(connection, filter, this, nullptr);
+}
+
+BusPeer::~BusPeer() {
+    g_dbus_connection_close_sync(connection, nullptr, nullptr);
+    g_object_unref(connection);
+}
+
+void BusPeer::own(const std::string& name) {
+    callForText("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                "RequestName", g_variant_new("(su)", name.c_str(), 0U));
+}
+
+std::string BusPeer::uniqueName() const {
+    return g_dbus_connection_get_unique_name(connection);
+}
+
+std::string BusPeer::callForText(const char* owner, const char* path, const char* interface,
+                                 const char* method, GVariant* arguments) {
+    GError* error = nullptr;
+    GVariant* const reply =
+        g_dbus_connection_call_sync(connection, owner, path, interface, method, arguments, nullptr,
+                                    G_DBUS_CALL_FLAGS_NONE, 10'000, nullptr, &error);
+    if (!reply) {
+        const std::string reason = error->message;
+        g_error_free(error);
+        throw std::runtime_error(reason);
+    }
+    std::string text;
+    if (g_variant_is_of_type(reply, G_VARIANT_TYPE("(s)"))) {
+        const char* borrowed = nullptr;
+        g_variant_get(reply, "(&s)", &borrowed);
+        text = borrowed;
+    }
+    g_variant_unref(reply);
+    return text;
+}
+
+GDBusMessage* BusPeer::filter(GDBusConnection* bus, GDBusMessage* message, gboolean isIncoming,
+                              gpointer self) {
+    if (isIncoming == FALSE ||
+        g_dbus_message_get_message_type(message) != G_DBUS_MESSAGE_TYPE_METHOD_CALL)
+        return message;
+    GVariant* const values = static_cast<BusPeer*>(self)->answer(
+        {g_dbus_message_get_path(message), g_dbus_message_get_member(message),
+         g_dbus_message_get_body(message)});
+    if (values) {
+        GDBusMessage* const reply = g_dbus_message_new_method_reply(message);
+        g_dbus_message_set_body(reply, values);
+        g_dbus_connection_send_message(bus, reply, G_DBUS_SEND_MESSAGE_FLAGS_NONE, nullptr,
+                                       nullptr);
+        g_object_unref(reply);
+    }
+    g_object_unref(message);
+    return nullptr;
+}
+
+} // namespace tavik

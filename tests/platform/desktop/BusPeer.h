@@ -1,0 +1,55 @@
+#pragma once
+
+#include "tools/stand-ins/services/ChildProcess.h"
+#include "tools/stand-ins/services/TemporaryFolder.h"
+
+#include <functional>
+#include <gio/gio.h>
+#include <memory>
+#include <string>
+
+namespace tavik {
+
+// A session bus of our own, which starts the services of the home folder and of this machine.
+class PrivateBus {
+public:
+    PrivateBus();
+
+    // For DBUS_SESSION_BUS_ADDRESS.
+    std::string address() const { return "unix:path=" + folder.file("bus"); }
+
+private:
+    TemporaryFolder folder;
+    std::unique_ptr<ChildProcess> daemon;
+};
+
+struct BusCall {
+    std::string path;
+    std::string member;
+    GVariant* arguments;
+};
+
+// A program on a bus that answers every call as a function says.
+class BusPeer {
+public:
+    // Gives the values of a reply, a tuple; none for no answer. Called on a thread of GIO's.
+    using Answer = std::function<GVariant*(const BusCall&)>;
+
+    BusPeer(const std::string& address, Answer answer);
+    ~BusPeer();
+
+    void own(const std::string& name);
+    std::string uniqueName() const;
+    // Throws std::runtime_error when the call fails.
+    std::string callForText(const char* owner, const char* path, const char* interface,
+                            const char* method, GVariant* arguments);
+
+private:
+    static GDBusMessage* filter(GDBusConnection* bus, GDBusMessage* message, gboolean isIncoming,
+                                gpointer self);
+
+    const Answer answer;
+    GDBusConnection* connection;
+};
+
+} // namespace tavik
