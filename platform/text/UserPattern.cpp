@@ -10,7 +10,7 @@ namespace {
 using Instant = UserPattern::Instant;
 
 constexpr std::int64_t linearMemory = 256 * 1024;
-constexpr std::uint64_t linearSteps = 1'000'000'000;
+constexpr std::uint64_t linearSteps = 400'000'000;
 
 // ICU looks at the clock every ten thousand steps, and one step can take time in proportion to the
 // text (a back reference) as compiling can to the expression.
