@@ -3,7 +3,6 @@
 #include "platform/secrets/GlibFailure.h"
 #include "platform/secrets/QuietSecretService.h"
 
-// The paths of items are all that is needed here: an object for each would be read anew every time.
 #define SECRET_API_SUBJECT_TO_CHANGE
 #include <cstdlib>
 #include <gio/gio.h>
@@ -31,7 +30,7 @@ const SecretSchema schema = {"ai.tavik.Secret",
                              nullptr,
                              nullptr};
 
-using Attributes = std::unique_ptr<GHashTable, decltype(&g_hash_table_unref)>;
+using Table = std::unique_ptr<GHashTable, decltype(&g_hash_table_unref)>;
 using Value = std::unique_ptr<SecretValue, void (*)(SecretValue*)>;
 using Variant = std::unique_ptr<GVariant, decltype(&g_variant_unref)>;
 using CText = std::unique_ptr<char, decltype(&g_free)>;
@@ -40,7 +39,7 @@ void releaseValue(SecretValue* value) {
     secret_value_unref(value);
 }
 
-Attributes attributesOf(const SecretName& name) {
+Table attributesOf(const SecretName& name) {
     return {secret_attributes_build(&schema, "service", name.service.c_str(), "account",
                                     name.account.c_str(), nullptr),
             g_hash_table_unref};
@@ -92,7 +91,7 @@ ObjectReference<GDBusConnection> connect(GlibCalls& calls) {
     return connection;
 }
 
-ObjectReference<SecretService> open(GlibCalls& calls, GDBusConnection* connection) {
+ObjectReference<SecretService> openService(GlibCalls& calls, GDBusConnection* connection) {
     const auto result = calls.await([&](auto* cancellable, auto done, void* data) {
         g_async_initable_new_async(quietSecretServiceType(), G_PRIORITY_DEFAULT, cancellable, done,
                                    data, "g-connection", connection, nullptr);
@@ -111,10 +110,10 @@ ObjectReference<SecretService> open(GlibCalls& calls, GDBusConnection* connectio
 SecretServiceSession::SecretServiceSession(std::chrono::milliseconds limit, std::stop_token stop)
     : calls(limit, std::move(stop))
     , connection(connect(calls))
-    , service(open(calls, connection.get())) {}
+    , service(openService(calls, connection.get())) {}
 
 SecretServiceSession::Found SecretServiceSession::find(const SecretName& name) {
-    const Attributes attributes = attributesOf(name);
+    const Table attributes = attributesOf(name);
     const auto result = calls.await([&](auto* cancellable, auto done, void* data) {
         secret_service_search_for_dbus_paths(service.get(), &schema, attributes.get(), cancellable,
                                              done, data);
@@ -128,45 +127,50 @@ SecretServiceSession::Found SecretServiceSession::find(const SecretName& name) {
     return {takePaths(unlocked), takePaths(locked)};
 }
 
-std::optional<std::string> SecretServiceSession::secretOf(const std::string& item) {
+// The call that needs no item, only its path, leaks the reply in libsecret 0.20.
+std::optional<std::string> SecretServiceSession::secretOf(const std::string& path) {
+    const auto item = open(path);
     const auto result = calls.await([&](auto* cancellable, auto done, void* data) {
-        secret_service_get_secret_for_dbus_path(service.get(), item.c_str(), cancellable, done,
-                                                data);
+        secret_item_load_secret(item.get(), cancellable, done, data);
     });
     GlibFailure failure;
-    const Value value(secret_service_get_secret_for_dbus_path_finish(service.get(), result.get(),
-                                                                     failure.receiver()),
-                      releaseValue);
-    if (failure)
+    if (!secret_item_load_secret_finish(item.get(), result.get(), failure.receiver()))
         failure.raise();
-    if (!value)
+    const Value secret(secret_item_get_secret(item.get()), releaseValue);
+    if (!secret)
         return std::nullopt;
     gsize length = 0;
-    const char* const bytes = secret_value_get(value.get(), &length);
+    const char* const bytes = secret_value_get(secret.get(), &length);
     return std::string(bytes, length);
 }
 
-void SecretServiceSession::replaceSecret(const std::string& item, const std::string& value) {
-    const auto opened = calls.await([&](auto* cancellable, auto done, void* data) {
-        secret_item_new_for_dbus_path(service.get(), item.c_str(), SECRET_ITEM_NONE, cancellable,
-                                      done, data);
-    });
-    GlibFailure failure;
-    const ObjectReference<SecretItem> object(
-        secret_item_new_for_dbus_path_finish(opened.get(), failure.receiver()));
-    if (!object)
-        failure.raise();
+void SecretServiceSession::replaceSecret(const std::string& path, const std::string& value) {
+    const auto item = open(path);
     const Value secret = valueOf(value);
     const auto result = calls.await([&](auto* cancellable, auto done, void* data) {
-        secret_item_set_secret(object.get(), secret.get(), cancellable, done, data);
+        secret_item_set_secret(item.get(), secret.get(), cancellable, done, data);
     });
-    if (!secret_item_set_secret_finish(object.get(), result.get(), failure.receiver()))
+    GlibFailure failure;
+    if (!secret_item_set_secret_finish(item.get(), result.get(), failure.receiver()))
         failure.raise();
 }
 
-void SecretServiceSession::removeItem(const std::string& item) {
+ObjectReference<SecretItem> SecretServiceSession::open(const std::string& path) {
     const auto result = calls.await([&](auto* cancellable, auto done, void* data) {
-        secret_service_delete_item_dbus_path(service.get(), item.c_str(), cancellable, done, data);
+        secret_item_new_for_dbus_path(service.get(), path.c_str(), SECRET_ITEM_NONE, cancellable,
+                                      done, data);
+    });
+    GlibFailure failure;
+    ObjectReference<SecretItem> item(
+        secret_item_new_for_dbus_path_finish(result.get(), failure.receiver()));
+    if (!item)
+        failure.raise();
+    return item;
+}
+
+void SecretServiceSession::removeItem(const std::string& path) {
+    const auto result = calls.await([&](auto* cancellable, auto done, void* data) {
+        secret_service_delete_item_dbus_path(service.get(), path.c_str(), cancellable, done, data);
     });
     GlibFailure failure;
     if (!secret_service_delete_item_dbus_path_finish(service.get(), result.get(),
@@ -176,7 +180,7 @@ void SecretServiceSession::removeItem(const std::string& item) {
 
 void SecretServiceSession::addItem(const SecretName& name, const std::string& label,
                                    const std::string& value) {
-    const Attributes attributes = attributesOf(name);
+    const Table attributes = attributesOf(name);
     const Value secret = valueOf(value);
     const auto result = calls.await([&](auto* cancellable, auto done, void* data) {
         secret_service_store(service.get(), &schema, attributes.get(), SECRET_COLLECTION_DEFAULT,

@@ -7,6 +7,7 @@
 #include <vector>
 
 using GDBusConnection = struct _GDBusConnection;
+using SecretItem = struct _SecretItem;
 using SecretService = struct _SecretService;
 using GHashTable = struct _GHashTable;
 
@@ -29,9 +30,9 @@ public:
     Found find(const SecretName& name);
 
     // None when there is nothing in the item.
-    std::optional<std::string> secretOf(const std::string& item);
-    void replaceSecret(const std::string& item, const std::string& value);
-    void removeItem(const std::string& item);
+    std::optional<std::string> secretOf(const std::string& path);
+    void replaceSecret(const std::string& path, const std::string& value);
+    void removeItem(const std::string& path);
     void addItem(const SecretName& name, const std::string& label, const std::string& value);
 
     // Of a locked collection the service need not know what is in it. One that does not exist is
@@ -39,6 +40,7 @@ public:
     bool isDefaultCollectionLocked();
 
 private:
+    ObjectReference<SecretItem> open(const std::string& path);
     std::string defaultCollection();
 
     GlibCalls calls;
