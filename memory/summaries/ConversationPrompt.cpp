@@ -35,7 +35,7 @@ std::string conversationPrompt(const std::vector<ConversationTurn>& turns) {
     for (std::size_t index = turns.size() - 1; index > 0; --index) {
         const std::string line = lineOf(turns[index]);
         if (first.size() + last.size() + line.size() > bytesOfPrompt)
-            return trimmed(first + "…\n" + last);
+            return trimmed(fmt::format("{}…\n{}", first, last));
         last.insert(0, line);
     }
     return trimmed(first + last);

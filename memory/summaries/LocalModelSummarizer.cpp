@@ -31,7 +31,7 @@ bool hasParagraphs(const std::string& text) {
 std::string firstSentences(const std::string& line) {
     std::string taken;
     for (const std::string& sentence : sentences(line)) {
-        const std::string longer = taken.empty() ? sentence : taken + " " + sentence;
+        const std::string longer = joined({taken, sentence}, taken.empty() ? "" : " ");
         if (characterCount(longer) > longestSummary)
             break;
         taken = longer;
