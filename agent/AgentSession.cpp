@@ -53,8 +53,17 @@ void AgentSession::beginTurn(const std::string& command) {
     Audit::record("command", {{"chars", characterCount(command)}, {"brain", brain->label()}});
 }
 
+// The command behind what the model should know of the moment; the note about the last conversation
+// comes with the first command only.
 std::string AgentSession::userText(const std::string& command) const {
-    return contextLine(surroundings.readContext()) + command;
+    std::string text = contextLine(surroundings.readContext()) + command;
+    if (const auto& reason = toolbox->vamoUnavailable())
+        text = fmt::format("[Note: desktop-control tools are unavailable right now: {}]\n{}",
+                           *reason, text);
+    if (!messages().empty())
+        return text;
+    const auto recap = surroundings.recap(identity);
+    return recap ? *recap + "\n" + text : text;
 }
 
 } // namespace tavik

@@ -21,7 +21,12 @@ namespace tavik {
 struct AgentSurroundings {
     // Nothing when no toolbox can be had. May throw Cancelled.
     std::function<std::optional<DesktopToolbox>(std::stop_token)> buildToolbox =
-        DesktopToolbox::build;
+        [](std::stop_token stop) { return DesktopToolbox::build(std::move(stop)); };
+    // A note about the last conversation but the one with this identifier, if there is one.
+    std::function<std::optional<std::string>(const std::string& sessionID)> recap =
+        [](const std::string& sessionID) {
+            return MemoryStore::shared().recentRecapContext(sessionID);
+        };
     std::function<DesktopContext()> readContext = readDesktopContext;
     Clock* clock = &systemClock();
     ClipboardReader clipboard; // what would be pasted; until there is one, none can be read

@@ -1,11 +1,12 @@
 #include "agent/DesktopToolbox.h"
 
 #include "agent/BuiltInTools.h"
-#include "agent/ReadablePage.h"
+#include "agent/EngineTools.h"
+#include "app/Log.h"
 #include "platform/concurrency/Cancelled.h"
-#include "platform/json/Json.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace tavik {
 
@@ -14,29 +15,36 @@ namespace {
 constexpr const char* cancelledText = "TOOL ERROR: Cancelled before execution.";
 constexpr const char* notAvailableText = "TOOL ERROR: This tool is not available to Tavik.";
 
-std::string searchTheWeb(const Json& arguments, Brain& brain, std::stop_token stop) {
-    const std::string query = stringMember(arguments, "query").value_or("");
-    if (query.empty())
-        return "Missing search query.";
+// The engine's tools, or why there are none.
+std::pair<std::vector<ToolSpec>, std::optional<std::string>> engineTools(MCPHub& engine,
+                                                                         std::stop_token stop) {
     try {
-        return brain.webSearch(query, stop);
-    } catch (const Cancelled&) {
-        throw;
-    } catch (const std::exception& error) {
-        return std::string("Web search failed: ") + error.what();
+        auto specs = allowedEngineTools(engine.tools(std::move(stop)));
+        if (!specs.empty())
+            return {std::move(specs), std::nullopt};
+        return {{}, "the desktop-control engine exposed no usable tools"};
+    } catch (const BrainError&) {
+        return {{}, "the desktop-control engine failed to start"};
     }
 }
 
 } // namespace
 
-DesktopToolbox DesktopToolbox::build(std::stop_token stop) {
+DesktopToolbox DesktopToolbox::build(std::stop_token stop, ToolServices services) {
     throwIfStopped(stop);
-    return DesktopToolbox(builtInToolSpecs());
+    std::vector<ToolSpec> specs = builtInToolSpecs();
+    const auto [ofEngine, reason] = engineTools(*services.engine, std::move(stop));
+    if (reason)
+        log("[agent] vamo unavailable: " + *reason);
+    specs.insert(specs.end(), ofEngine.begin(), ofEngine.end());
+    return DesktopToolbox(std::move(specs), reason, std::move(services));
 }
 
-DesktopToolbox::DesktopToolbox(std::vector<ToolSpec> offered, HttpSession& session)
+DesktopToolbox::DesktopToolbox(std::vector<ToolSpec> offered,
+                               std::optional<std::string> vamoUnavailable, ToolServices given)
     : offeredSpecs(std::move(offered))
-    , http(&session) {}
+    , reasonWithoutEngine(std::move(vamoUnavailable))
+    , services(std::move(given)) {}
 
 std::string DesktopToolbox::execute(const ToolCall& call, Brain& brain,
                                     std::stop_token stop) const {
@@ -61,18 +69,11 @@ bool DesktopToolbox::offers(const std::string& name) const {
 // The tools that end a run are offered but never come here.
 std::string DesktopToolbox::dispatch(const ToolCall& call, Brain& brain,
                                      std::stop_token stop) const {
-    if (call.name == "web_search")
-        return searchTheWeb(call.args, brain, stop);
-    if (call.name == "fetch_url")
-        return fetchPage(call.args, stop);
-    return notAvailableText;
-}
-
-std::string DesktopToolbox::fetchPage(const Json& arguments, std::stop_token stop) const {
-    const std::string url = stringMember(arguments, "url").value_or("");
-    if (url.empty())
-        return "Missing URL.";
-    return fetchReadable(url, *http, stop);
+    if (endsRun(call.name))
+        return notAvailableText;
+    if (auto result = runBuiltInTool(call, services, brain, stop))
+        return std::move(*result);
+    return runEngineTool(*services.engine, call, std::move(stop));
 }
 
 } // namespace tavik

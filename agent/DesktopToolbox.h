@@ -1,8 +1,9 @@
 #pragma once
 
+#include "agent/ToolServices.h"
 #include "brains/Brain.h"
-#include "platform/http/HttpSession.h"
 
+#include <optional>
 #include <stop_token>
 #include <string>
 #include <vector>
@@ -13,13 +14,17 @@ namespace tavik {
 // becomes an action.
 class DesktopToolbox {
 public:
-    // What can be offered now. Throws Cancelled.
-    static DesktopToolbox build(std::stop_token stop);
+    // What can be offered now: the built-in tools, and those of the desktop-control engine when it
+    // answers. Throws Cancelled.
+    static DesktopToolbox build(std::stop_token stop, ToolServices services = {});
 
+    // `vamoUnavailable` is the reason why the engine's tools are missing.
     explicit DesktopToolbox(std::vector<ToolSpec> offered,
-                            HttpSession& session = sharedHttpSession());
+                            std::optional<std::string> vamoUnavailable = std::nullopt,
+                            ToolServices services = {});
 
     const std::vector<ToolSpec>& specs() const { return offeredSpecs; }
+    const std::optional<std::string>& vamoUnavailable() const { return reasonWithoutEngine; }
 
     // Runs one call and returns the text for the model. Never throws: every failure, a stop
     // included, is a text; one that begins with "TOOL ERROR" counts as a failed call.
@@ -28,10 +33,10 @@ public:
 private:
     bool offers(const std::string& name) const;
     std::string dispatch(const ToolCall& call, Brain& brain, std::stop_token stop) const;
-    std::string fetchPage(const Json& arguments, std::stop_token stop) const;
 
     std::vector<ToolSpec> offeredSpecs;
-    HttpSession* http; // outlives the toolbox
+    std::optional<std::string> reasonWithoutEngine;
+    ToolServices services;
 };
 
 } // namespace tavik

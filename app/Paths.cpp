@@ -50,6 +50,10 @@ std::string auditPath() {
     return pathInHome("Library/Application Support/Tavik/audit.jsonl");
 }
 
+std::string memoryStorePath() {
+    return pathInHome("Library/Application Support/Tavik/Memory.store");
+}
+
 std::string allowlistPath() {
     return pathInHome("Library/Application Support/Tavik/guardrails.json");
 }

@@ -13,9 +13,10 @@ std::string tavikHome();
 // `tavikHome()` with a relative path appended.
 std::string pathInHome(std::string_view relative);
 
-std::string logPath();                                // the diagnostic log
-std::string signalLogPath();                          // the termination diagnostics, beside the log
-std::string auditPath();                              // the record of commands, actions and answers
+std::string logPath();       // the diagnostic log
+std::string signalLogPath(); // the termination diagnostics, beside the log
+std::string auditPath();     // the record of commands, actions and answers
+std::string memoryStorePath();
 std::string allowlistPath();                          // the user's exemptions from the guardrails
 std::string instanceLockPath();                       // held by the one running Tavik
 std::string preferencesPath();                        // the settings, a JSON file

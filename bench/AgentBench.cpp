@@ -3,6 +3,7 @@
 // one. And the time to make readable text of a page of a megabyte.
 
 #include "agent/AgentSession.h"
+#include "agent/BuiltInTools.h"
 #include "agent/ReadablePage.h"
 #include "bench/FreshHome.h"
 #include "brains/MakeBrain.h"
@@ -90,7 +91,7 @@ private:
     AgentSurroundings surroundings() {
         AgentSurroundings result;
         result.buildToolbox = [this](std::stop_token) {
-            return DesktopToolbox(DesktopToolbox::build({}).specs(), *http);
+            return DesktopToolbox(builtInToolSpecs(), std::nullopt, {.http = http.get()});
         };
         return result;
     }

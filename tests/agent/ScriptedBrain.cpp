@@ -41,8 +41,9 @@ ToolCall searchFor(std::string id, std::string query) {
 AgentSurroundings surroundedBy(HttpSession& http) {
     AgentSurroundings around;
     around.buildToolbox = [&http](std::stop_token) {
-        return DesktopToolbox(builtInToolSpecs(), http);
+        return DesktopToolbox(builtInToolSpecs(), std::nullopt, {.http = &http});
     };
+    around.recap = [](const std::string&) { return std::nullopt; };
     return around;
 }
 

@@ -66,6 +66,15 @@ std::string openDescriptors() {
     return numbers;
 }
 
+// Tools of the desktop say what they were called with.
+void callDesktop(const std::string& tool, const Json& arguments, const Json& id) {
+    if (arguments.contains("exit"))
+        std::exit(3);
+    Json result = textResult(tool + " " + compactJson(arguments));
+    result["structuredContent"] = arguments;
+    say(replyLine(id, result));
+}
+
 void call(const std::string& tool, const Json& arguments, const Json& id) {
     const std::map<std::string, std::function<void()>> tools = {
         {"echo", [&] { say(replyLine(id, textResult(compactJson(arguments)))); }},
@@ -111,7 +120,10 @@ void call(const std::string& tool, const Json& arguments, const Json& id) {
              pause();
          }},
     };
-    tools.at(tool)();
+    const auto found = tools.find(tool);
+    if (found == tools.end())
+        return callDesktop(tool, arguments, id);
+    found->second();
 }
 
 void handle(const Json& message) {
