@@ -1,14 +1,11 @@
 #pragma once
 
+#include "platform/secrets/GlibNames.h"
+
 #include <chrono>
 #include <functional>
 #include <memory>
 #include <stop_token>
-
-using GAsyncResult = struct _GAsyncResult;
-using GCancellable = struct _GCancellable;
-using GMainContext = struct _GMainContext;
-using GObject = struct _GObject;
 
 namespace tavik {
 

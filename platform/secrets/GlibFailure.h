@@ -1,8 +1,7 @@
 #pragma once
 
+#include "platform/secrets/GlibNames.h"
 #include "platform/secrets/SecretStore.h"
-
-using GError = struct _GError;
 
 namespace tavik {
 

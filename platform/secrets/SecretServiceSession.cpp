@@ -191,10 +191,14 @@ void SecretServiceSession::addItem(const SecretName& name, const std::string& la
         failure.raise();
 }
 
-bool SecretServiceSession::isDefaultCollectionLocked() {
+SecretServiceSession::Keyring SecretServiceSession::defaultKeyring() {
     const std::string collection = defaultCollection();
     if (collection.empty())
-        return false;
+        return Keyring::missing;
+    return isLocked(collection) ? Keyring::locked : Keyring::unlocked;
+}
+
+bool SecretServiceSession::isLocked(const std::string& collection) {
     const char* const name = g_dbus_proxy_get_name(G_DBUS_PROXY(service.get()));
     const auto result = calls.await([&](auto* cancellable, auto done, void* data) {
         g_dbus_connection_call(

@@ -1,15 +1,11 @@
 #pragma once
 
 #include "platform/secrets/GlibCalls.h"
+#include "platform/secrets/GlibNames.h"
 #include "platform/secrets/SecretStore.h"
 
 #include <string>
 #include <vector>
-
-using GDBusConnection = struct _GDBusConnection;
-using SecretItem = struct _SecretItem;
-using SecretService = struct _SecretService;
-using GHashTable = struct _GHashTable;
 
 namespace tavik {
 
@@ -19,6 +15,8 @@ namespace tavik {
 // Cancelled.
 class SecretServiceSession {
 public:
+    enum class Keyring { missing, locked, unlocked };
+
     // Paths of items.
     struct Found {
         std::vector<std::string> unlocked;
@@ -35,13 +33,13 @@ public:
     void removeItem(const std::string& path);
     void addItem(const SecretName& name, const std::string& label, const std::string& value);
 
-    // Of a locked collection the service need not know what is in it. One that does not exist is
-    // not locked.
-    bool isDefaultCollectionLocked();
+    // What new items are added to. Of a locked one the service need not know what is in it.
+    Keyring defaultKeyring();
 
 private:
     ObjectReference<SecretItem> open(const std::string& path);
     std::string defaultCollection();
+    bool isLocked(const std::string& collection);
 
     GlibCalls calls;
     const ObjectReference<GDBusConnection> connection;

@@ -10,6 +10,8 @@ using namespace std::chrono_literals;
 constexpr auto lookUpLimit = 1000ms;
 constexpr auto changeLimit = 3000ms;
 
+using Keyring = SecretServiceSession::Keyring;
+
 class SecretServiceStore : public SecretStore {
 public:
     std::optional<std::string> lookUp(const SecretName& name, std::stop_token stop) override {
@@ -36,7 +38,11 @@ public:
 
     void add(const SecretName& name, const std::string& label, const std::string& value,
              std::stop_token stop) override {
-        SecretServiceSession(changeLimit, std::move(stop)).addItem(name, label, value);
+        SecretServiceSession session(changeLimit, std::move(stop));
+        // Otherwise the service would be asked to make or to unlock one, which is for the user.
+        if (session.defaultKeyring() != Keyring::unlocked)
+            throw lockedSecret();
+        session.addItem(name, label, value);
     }
 
     void remove(const SecretName& name, std::stop_token stop) override {
@@ -52,7 +58,7 @@ private:
     static void refuseLocked(SecretServiceSession& session,
                              const SecretServiceSession::Found& found) {
         if (!found.locked.empty() ||
-            (found.unlocked.empty() && session.isDefaultCollectionLocked()))
+            (found.unlocked.empty() && session.defaultKeyring() == Keyring::locked))
             throw lockedSecret();
     }
 };

@@ -147,6 +147,12 @@ TEST_F(SecretStoreTest, AsksNobodyWhenTheKeyringIsLocked) {
     EXPECT_EQ(found(), "a secret");
 }
 
+TEST_F(SecretStoreTest, DoesNotMakeTheKeyringThatAUserNeverMade) {
+    keyring.restartAsNew();
+    EXPECT_EQ(found(), std::nullopt);
+    EXPECT_EQ(failureOf([&] { add("a secret"); }), std::pair(SecretFailure::locked, -2002));
+}
+
 TEST_F(SecretStoreTest, FailsAtOnceWhereThereIsNoService) {
     add("a secret");
     keyring.keyring().kill();

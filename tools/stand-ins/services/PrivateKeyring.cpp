@@ -40,7 +40,7 @@ void awaitStart(ChildProcess& process, const std::string& log,
 
 PrivateKeyring::PrivateKeyring() {
     startBus();
-    startKeyring();
+    startKeyring({"--unlock"});
 }
 
 std::string PrivateKeyring::address() const {
@@ -51,7 +51,13 @@ void PrivateKeyring::restart() {
     keyringProcess->kill();
     if (!busProcess->isRunning())
         startBus();
-    startKeyring();
+    startKeyring({"--unlock"});
+}
+
+void PrivateKeyring::restartAsNew() {
+    keyringProcess->kill();
+    std::filesystem::remove_all(folder.file(".local"));
+    startKeyring({"--start"});
 }
 
 void PrivateKeyring::startBus() {
@@ -68,10 +74,13 @@ void PrivateKeyring::startBus() {
                [this] { return std::filesystem::exists(folder.file("bus")); });
 }
 
-void PrivateKeyring::startKeyring() {
+void PrivateKeyring::startKeyring(const std::vector<std::string>& options) {
+    std::vector<std::string> command = {"gnome-keyring-daemon", "--foreground",
+                                        "--components=secrets",
+                                        "--control-directory=" + folder.file("control")};
+    command.insert(command.end(), options.begin(), options.end());
     keyringProcess = std::make_unique<ChildProcess>(ChildProcess::Command{
-        .arguments = {"gnome-keyring-daemon", "--unlock", "--foreground", "--components=secrets",
-                      "--control-directory=" + folder.file("control")},
+        .arguments = command,
         .environment = {{"HOME", folder.path()},
                         {"XDG_RUNTIME_DIR", folder.path()},
                         {"XDG_DATA_HOME", std::nullopt},

@@ -23,6 +23,8 @@ public:
     ChildProcess& keyring() { return *keyringProcess; }
     // Starts the keyring again, unlocked and with what was stored; a bus that has ended, too.
     void restart();
+    // Starts the service as where nobody has ever made a keyring; what was stored is lost.
+    void restartAsNew();
     // Locks the keyring that secrets are stored in by default.
     void lock();
 
@@ -37,7 +39,7 @@ public:
 
 private:
     void startBus();
-    void startKeyring();
+    void startKeyring(const std::vector<std::string>& options);
     std::string runTool(const std::vector<std::string>& command, const std::string& input);
 
     TemporaryFolder folder;
