@@ -8,6 +8,7 @@
 #include <exception>
 #include <glib.h>
 #include <mutex>
+#include <utility>
 
 namespace tavik {
 
@@ -35,7 +36,7 @@ public:
         const bool hasEnded = systemClock().waitUntil(
             lock, ended, std::move(stop), systemClock().now() + limit, [this] { return isDone; });
         if (failure)
-            std::rethrow_exception(failure);
+            std::rethrow_exception(std::exchange(failure, nullptr));
         return hasEnded;
     }
 
@@ -68,7 +69,7 @@ private:
             thrown = std::current_exception();
         }
         const std::lock_guard lock(mutex);
-        failure = thrown;
+        failure = std::move(thrown);
         isDone = true;
         ended.notify_all();
     }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <mutex>
 #include <poll.h>
 
 namespace tavik {
@@ -21,11 +22,18 @@ int millisecondsUntil(steady_clock::time_point deadline) {
     return static_cast<int>(std::max<std::chrono::milliseconds::rep>(left.count(), 0));
 }
 
+// The look for the display's key works in memory that all threads share.
+xcb_connection_t* connectToDisplay(int& screen) {
+    static auto& mutex = *new std::mutex; // a stuck caller may outlive the program's last line
+    const std::lock_guard lock(mutex);
+    return xcb_connect(nullptr, &screen);
+}
+
 } // namespace
 
 std::unique_ptr<XConnection> XConnection::open() {
     int screen = 0;
-    xcb_connection_t* const opened = xcb_connect(nullptr, &screen);
+    xcb_connection_t* const opened = connectToDisplay(screen);
     std::unique_ptr<XConnection> connection(new XConnection(opened, screen));
     return connection->rootWindow == XCB_NONE ? nullptr : std::move(connection);
 }

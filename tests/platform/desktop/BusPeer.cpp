@@ -1,10 +1,18 @@
 #include "tests/platform/desktop/BusPeer.h"
 
 #include <filesystem>
+#include <mutex>
 #include <stdexcept>
 #include <thread>
 
 namespace tavik {
+
+namespace {
+
+// Guards the answers of all peers. GIO guards them too, but the thread sanitizer does not see that.
+std::mutex answering;
+
+} // namespace
 
 PrivateBus::PrivateBus() {
     daemon = std::make_unique<ChildProcess>(ChildProcess::Command{
@@ -27,8 +35,7 @@ PrivateBus::PrivateBus() {
 }
 
 BusPeer::BusPeer(const std::string& address, Answer howToAnswer)
-    : answer(std::move(howToAnswer))
-    , connection(g_dbus_connection_new_for_address_sync(
+    : connection(g_dbus_connection_new_for_address_sync(
           address.c_str(),
           static_cast<GDBusConnectionFlags>(
               static_cast<int>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT) |
@@ -36,10 +43,16 @@ BusPeer::BusPeer(const std::string& address, Answer howToAnswer)
           nullptr, nullptr, nullptr)) {
     if (!connection)
         throw std::runtime_error("no connection to " + address);
+    const std::lock_guard lock(answering);
+    answer = std::move(howToAnswer);
     g_dbus_connection_add_filter(connection, filter, this, nullptr);
 }
 
 BusPeer::~BusPeer() {
+    {
+        const std::lock_guard lock(answering);
+        answer = [](const BusCall&) { return nullptr; };
+    }
     g_dbus_connection_close_sync(connection, nullptr, nullptr);
     g_object_unref(connection);
 }
@@ -75,13 +88,15 @@ std::string BusPeer::callForText(const char* owner, const char* path, const char
 }
 
 GDBusMessage* BusPeer::filter(GDBusConnection* bus, GDBusMessage* message, gboolean isIncoming,
-                              gpointer self) {
+                              gpointer data) {
     if (isIncoming == FALSE ||
         g_dbus_message_get_message_type(message) != G_DBUS_MESSAGE_TYPE_METHOD_CALL)
         return message;
-    GVariant* const values = static_cast<BusPeer*>(self)->answer(
-        {g_dbus_message_get_path(message), g_dbus_message_get_member(message),
-         g_dbus_message_get_body(message)});
+    auto* const self = static_cast<BusPeer*>(data);
+    const std::lock_guard lock(answering);
+    GVariant* const values =
+        self->answer({g_dbus_message_get_path(message), g_dbus_message_get_member(message),
+                      g_dbus_message_get_body(message)});
     if (values) {
         GDBusMessage* const reply = g_dbus_message_new_method_reply(message);
         g_dbus_message_set_body(reply, values);

@@ -46,10 +46,10 @@ public:
 
 private:
     static GDBusMessage* filter(GDBusConnection* bus, GDBusMessage* message, gboolean isIncoming,
-                                gpointer self);
+                                gpointer data);
 
-    const Answer answer;
-    GDBusConnection* connection;
+    Answer answer;
+    GDBusConnection* const connection;
 };
 
 } // namespace tavik
