@@ -3,8 +3,10 @@
 #include "agent/AgentSession.h"
 #include "app/KeyMigration.h"
 #include "app/Log.h"
+#include "app/MemoryKeeper.h"
 #include "app/Paths.h"
 #include "brains/MakeBrain.h"
+#include "mcp/MCPHub.h"
 #include "platform/audio/AudioServer.h"
 #include "platform/concurrency/Cancelled.h"
 #include "platform/concurrency/Clock.h"
@@ -33,7 +35,8 @@ bool isOnboardingDone() {
     return UserDefaults::standard().boolean("onboardingDone").value_or(false);
 }
 
-VoiceServices makeServices(AudioServer& audio, SpeechOutput& speech, SerialQueue& background) {
+VoiceServices makeServices(AudioServer& audio, SpeechOutput& speech, SerialQueue& background,
+                           MemoryKeeper& memory) {
     return VoiceServices{
         .clock = systemClock(),
         .defaults = UserDefaults::standard(),
@@ -49,9 +52,13 @@ VoiceServices makeServices(AudioServer& audio, SpeechOutput& speech, SerialQueue
         .makeBrain =
             [](std::stop_token stop) { return std::shared_ptr<Brain>(makeBrain(std::move(stop))); },
         .makeAgentSession =
-            [](std::shared_ptr<Brain> brain) {
-                return std::make_unique<AgentSession>(std::move(brain));
+            [](std::shared_ptr<Brain> brain, std::string sessionID) {
+                return std::make_unique<AgentSession>(std::move(brain), std::move(sessionID));
             },
+        .remember = [&memory](const std::string& sessionID, const std::string& role,
+                              const std::string& text) { memory.remember(sessionID, role, text); },
+        .onConversationEnd =
+            [&memory](const std::string& sessionID) { memory.conversationEnded(sessionID); },
     };
 }
 
@@ -74,7 +81,7 @@ public:
         : audio(makePulseAudioServer())
         , speech(makeSpeechDispatcher())
         , loop(std::make_unique<VoiceLoop>(
-              makeServices(*audio, *speech, background),
+              makeServices(*audio, *speech, background, memory),
               makeCallbacks([this] { post([](Listener& self) { self.pause(); }); }))) {}
 
     // Safe from any thread.
@@ -98,6 +105,7 @@ private:
     }
 
     SerialQueue background{"ai.tavik.brain"};
+    MemoryKeeper memory;
     std::unique_ptr<AudioServer> audio;
     std::unique_ptr<SpeechOutput> speech;
     bool isPaused = false;
@@ -133,6 +141,7 @@ void runHeadless() {
     const std::jthread keeper(
         [&](std::stop_token stop) { keepListening(listener, std::move(stop)); });
     MainQueue::shared().runLoop();
+    MCPHub::shared().shutdown();
 }
 
 } // namespace tavik

@@ -2,11 +2,15 @@
 #include "app/CommandLine.h"
 #include "app/HeadlessApp.h"
 #include "app/Log.h"
+#include "app/MemorySelfTest.h"
 #include "app/QuitSignals.h"
 #include "app/SingleInstanceGuard.h"
+#include "mcp/MCPHub.h"
+#include "platform/concurrency/Cancelled.h"
 #include "platform/concurrency/MainQueue.h"
 
 #include <cstdio>
+#include <functional>
 #include <stop_token>
 
 namespace tavik {
@@ -20,10 +24,16 @@ int sayNotBuilt(const char* option) {
     return usageError;
 }
 
-int runAgentTask(const std::string& task) {
+// Runs `test` until it ends or the user quits.
+int runSelfTest(const std::function<void(std::stop_token)>& test) {
     std::stop_source quit;
     const QuitSignals signals([&] { quit.request_stop(); });
-    runAgentSelfTest(task, quit.get_token());
+    try {
+        test(quit.get_token());
+    } catch (const Cancelled&) {
+        // Quitting.
+    }
+    MCPHub::shared().shutdown();
     return 0;
 }
 
@@ -52,9 +62,10 @@ int run(const CommandLine& commandLine) {
         std::puts("tavik " TAVIK_VERSION);
         return 0;
     case CommandLine::Mode::selftestAgent:
-        return runAgentTask(commandLine.task);
+        return runSelfTest(
+            [&](std::stop_token stop) { runAgentSelfTest(commandLine.task, std::move(stop)); });
     case CommandLine::Mode::selftestMemory:
-        return sayNotBuilt("--selftest-memory");
+        return runSelfTest(runMemorySelfTest);
     case CommandLine::Mode::selftestMcp:
         return sayNotBuilt("--selftest-mcp");
     case CommandLine::Mode::selftestSurvive:

@@ -1,5 +1,6 @@
 #include "voice/Conversation.h"
 
+#include "agent/SessionID.h"
 #include "app/Log.h"
 #include "brains/Brain.h"
 #include "platform/concurrency/Cancelled.h"
@@ -40,10 +41,14 @@ Conversation::Conversation(const VoiceServices& voiceServices, const VoiceCallba
     : services(voiceServices)
     , callbacks(voiceCallbacks)
     , state(sharedState)
+    , sessionID(makeSessionID())
     , capture(voiceServices.clock, sharedState, transcriber)
     , speaker(voiceServices, sharedState) {}
 
-Conversation::~Conversation() = default;
+Conversation::~Conversation() {
+    if (isRemembered)
+        services.onConversationEnd(sessionID);
+}
 
 void Conversation::run(Task<bool>* verify, std::stop_token stop) {
     const ActiveSession active(state);
@@ -100,6 +105,7 @@ Conversation::Next Conversation::respond(const std::string& command, bool isFoll
                                          std::stop_token stop) {
     log(fmt::format("[voice] command received: {} characters, follow-up: {}",
                     characterCount(command), isFollowUp));
+    remember("user", command);
     if (isPausePhrase(command)) {
         log("🔇 pause phrase — pausing listening completely");
         callbacks.onPauseListening();
@@ -122,8 +128,13 @@ bool Conversation::hasSession(std::stop_token stop) {
         return true;
     auto brain = services.makeBrain(std::move(stop));
     if (brain)
-        session = services.makeAgentSession(std::move(brain));
+        session = services.makeAgentSession(std::move(brain), sessionID);
     return session != nullptr;
+}
+
+void Conversation::remember(const std::string& role, const std::string& text) {
+    services.remember(sessionID, role, text);
+    isRemembered = true;
 }
 
 Conversation::Next Conversation::answer(const std::string& command, std::stop_token stop) {
@@ -131,8 +142,10 @@ Conversation::Next Conversation::answer(const std::string& command, std::stop_to
         callbacks.onPhase({TavikPhase::Kind::thinking, ""});
         const AgentResult result = think(command, stop);
         log(fmt::format("[voice] answer received: {} characters", characterCount(result.text)));
-        if (!result.text.empty())
+        if (!result.text.empty()) {
+            remember("assistant", result.text);
             speak(result.text, stop);
+        }
         return concludeAnswer(result);
     } catch (const Cancelled&) {
         // Our own end, or only that of the thinking: an interruption or the orb.

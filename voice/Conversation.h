@@ -37,12 +37,15 @@ private:
     void apologise(const std::exception& error, const std::string& sentence, std::stop_token stop);
     void speak(const std::string& text, std::stop_token stop);
     bool hasSession(std::stop_token stop);
+    void remember(const std::string& role, const std::string& text);
     bool isCancelled();
     bool isInterrupted();
 
     const VoiceServices& services;
     const VoiceCallbacks& callbacks;
     SharedVoiceState& state;
+    const std::string sessionID;
+    bool isRemembered = false; // at least a part of it
     CommandCapture capture;
     Speaker speaker;
     std::unique_ptr<AgentSession> session; // made for the first command

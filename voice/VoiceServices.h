@@ -33,7 +33,15 @@ struct VoiceServices {
     std::function<void()> prepareBrain;
     // None when no key is set. Throws Cancelled.
     std::function<std::shared_ptr<Brain>(std::stop_token)> makeBrain;
-    std::function<std::unique_ptr<AgentSession>(std::shared_ptr<Brain>)> makeAgentSession;
+    std::function<std::unique_ptr<AgentSession>(std::shared_ptr<Brain>, std::string sessionID)>
+        makeAgentSession;
+    // What is said in a conversation, by "user" or "assistant". Takes no longer than a write to the
+    // disk.
+    std::function<void(const std::string& sessionID, const std::string& role,
+                       const std::string& text)>
+        remember;
+    // A conversation in which something was said is over. Must return at once.
+    std::function<void(const std::string& sessionID)> onConversationEnd;
 };
 
 // What the voice loop tells. Called from the loop's own threads, `onLevel` from the audio thread;

@@ -25,6 +25,9 @@ TEST_F(VoiceWorld, WakesAnswersListensOnAndGoesBackToWaiting) {
     EXPECT_THAT(speech.spoken(), ElementsAre("It is nine.", "It is five in the afternoon."));
     EXPECT_THAT(phases(), ElementsAre("preparing", "idle", "listening", "thinking", "speaking",
                                       "listening", "thinking", "speaking", "listening", "idle"));
+    EXPECT_THAT(remembered(), ElementsAre("user: what is the time", "assistant: It is nine.",
+                                          "user: and in tokyo",
+                                          "assistant: It is five in the afternoon.", "end"));
     EXPECT_TRUE(logged("[wake-verify] confirmed"));
     EXPECT_TRUE(logged("[voice] command received: 16 characters, follow-up: false"));
     EXPECT_TRUE(logged("[voice] command received: 12 characters, follow-up: true"));
@@ -40,6 +43,7 @@ TEST_F(VoiceWorld, DropsACommandWhoseWakeIsRejected) {
     ASSERT_TRUE(eventually([&] { return logged("🔕 wake rejected"); }));
     ASSERT_TRUE(reaches(Kind::idle));
     EXPECT_TRUE(logged("🔕 wake rejected — audio didn't transcribe to \"Vessa\""));
+    EXPECT_THAT(remembered(), IsEmpty());
     EXPECT_EQ(brain->calls, 0);
 }
 

@@ -160,8 +160,18 @@ VoiceServices VoiceWorld::services() {
         .prepareBrain = [this] { ++preparations; },
         .makeBrain = [this](std::stop_token) { return brain; },
         .makeAgentSession =
-            [](std::shared_ptr<Brain> made) {
-                return std::make_unique<AgentSession>(std::move(made));
+            [](std::shared_ptr<Brain> made, std::string sessionID) {
+                return std::make_unique<AgentSession>(std::move(made), std::move(sessionID));
+            },
+        .remember =
+            [this](const std::string&, const std::string& role, const std::string& text) {
+                const std::lock_guard lock(mutex);
+                memory.push_back(role + ": " + text);
+            },
+        .onConversationEnd =
+            [this](const std::string&) {
+                const std::lock_guard lock(mutex);
+                memory.emplace_back("end");
             },
     };
 }
@@ -178,6 +188,11 @@ VoiceCallbacks VoiceWorld::callbacks() {
     };
     callbacks.onPauseListening = [this] { ++pauseRequests; };
     return callbacks;
+}
+
+std::vector<std::string> VoiceWorld::remembered() {
+    const std::lock_guard lock(mutex);
+    return memory;
 }
 
 bool VoiceWorld::starts() {

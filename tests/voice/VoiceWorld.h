@@ -74,6 +74,8 @@ protected:
     // Waits until the phase is reported, after the one found last.
     bool reaches(TavikPhase::Kind kind);
     std::vector<std::string> phases();
+    // What was to be remembered: "user: words", "assistant: words", and "end" behind them.
+    std::vector<std::string> remembered();
     bool logged(const std::string& text);
 
     SimulatedClock clock{4}; // the loop, the microphone's watcher, the world and the test
@@ -97,6 +99,7 @@ private:
     VoiceCallbacks callbacks();
 
     std::mutex mutex;
+    std::vector<std::string> memory;  // guarded by mutex
     std::size_t seen = 0;             // guarded by mutex; how far `reaches` has read
     std::vector<TavikPhase> reported; // guarded by mutex
     std::deque<std::pair<float, Clock::Duration>> sounds; // guarded by mutex; level and rest

@@ -86,7 +86,8 @@ private:
 class WakeDetectorTest : public VoiceWorld {
 protected:
     VoiceServices servicesWith(std::function<std::unique_ptr<AudioClassifier>()> load) {
-        return VoiceServices{clock, defaults, audio, speech, {}, std::move(load), {}, {}, {}};
+        return VoiceServices{clock, defaults, audio, speech, {}, std::move(load),
+                             {},    {},       {},    {},     {}};
     }
     int asked = 0;
 };
