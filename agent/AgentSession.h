@@ -7,6 +7,7 @@
 #include "agent/Transcript.h"
 #include "brains/Brain.h"
 #include "platform/concurrency/Clock.h"
+#include "platform/desktop/Clipboard.h"
 #include "platform/desktop/DesktopContext.h"
 
 #include <functional>
@@ -29,7 +30,8 @@ struct AgentSurroundings {
         };
     std::function<DesktopContext()> readContext = readDesktopContext;
     Clock* clock = &systemClock();
-    ClipboardReader clipboard; // what would be pasted; until there is one, none can be read
+    // What would be pasted. The guardrails cannot be stopped, so it takes a second at most.
+    ClipboardReader clipboard = [] { return clipboardText({}); };
 };
 
 // One spoken conversation with a language model. Each command is put to the model with a line about

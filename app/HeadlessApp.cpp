@@ -13,6 +13,7 @@
 #include "platform/concurrency/MainQueue.h"
 #include "platform/concurrency/SerialQueue.h"
 #include "platform/defaults/UserDefaults.h"
+#include "platform/desktop/DesktopContext.h"
 #include "platform/inference/AudioClassifier.h"
 #include "platform/speech/SpeechOutput.h"
 #include "voice/VoiceLoop.h"
@@ -136,6 +137,7 @@ void keepListening(Listener& listener, std::stop_token stop) {
 } // namespace
 
 void runHeadless() {
+    prepareDesktopContext();
     const auto migration = migrateKeysMeanwhile();
     Listener listener;
     const std::jthread keeper(

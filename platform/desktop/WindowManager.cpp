@@ -14,8 +14,6 @@ constexpr std::size_t mostWindows = 256;
 // where an application would not be.
 constexpr std::uint32_t onBehalfOfTheUser = 2;
 
-constexpr std::uint8_t sentEventBit = 0x80;
-
 bool contains(const std::vector<std::uint32_t>& numbers, std::uint32_t number) {
     return std::find(numbers.begin(), numbers.end(), number) != numbers.end();
 }
@@ -66,6 +64,7 @@ std::vector<DesktopWindow> WindowManager::listed(const char* property) {
     auto identifiers = x.numbers(x.ask(x.root(), property));
     identifiers.resize(std::min(identifiers.size(), mostWindows));
     std::vector<DesktopWindow> windows;
+    windows.reserve(identifiers.size());
     for (const xcb_window_t window : identifiers)
         windows.push_back(described(window));
     return windows;
