@@ -4,6 +4,7 @@
 #include "platform/concurrency/Locked.h"
 
 #include <condition_variable>
+#include <csignal>
 #include <deque>
 #include <exception>
 #include <glib.h>
@@ -16,6 +17,15 @@ namespace {
 
 // As many calls may be stuck before the next ones wait for their limit only.
 constexpr int callsAtOnce = 8;
+
+// xcb writes to a display server that has ended like anybody, and the signal would end us, too. The
+// thread is the pool's, so nobody misses it.
+void holdBrokenPipes() {
+    sigset_t brokenPipe;
+    sigemptyset(&brokenPipe);
+    sigaddset(&brokenPipe, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &brokenPipe, nullptr);
+}
 
 // Shared between the caller and the thread that works for it. That thread comes from GLib's pool,
 // since work that is stuck can neither be ended nor joined.
@@ -57,6 +67,7 @@ private:
             calls.pop_front();
             return next;
         });
+        holdBrokenPipes();
         if (!call->abandoned.stop_requested())
             call->run();
     }

@@ -20,7 +20,7 @@ bool runWithin(std::chrono::milliseconds limit, std::stop_token stop,
 // The same for work with a result; nothing when it takes too long. This is for calls into the
 // desktop that nothing can interrupt, such as one to a display server that has stopped. Work that
 // nobody waits for any more is told so through its token and goes on alone, so it must own whatever
-// it uses.
+// it uses. It is spared the signal SIGPIPE.
 template<typename Result, typename Work>
 std::optional<Result> callWithin(std::chrono::milliseconds limit, std::stop_token stop, Work work) {
     const auto result = std::make_shared<std::optional<Result>>();

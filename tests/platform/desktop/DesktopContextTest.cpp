@@ -1,3 +1,5 @@
+#include "platform/desktop/BoundedCall.h"
+#include "platform/desktop/XConnection.h"
 #include "tests/platform/desktop/BusPeer.h"
 #include "tests/platform/desktop/DesktopTest.h"
 
@@ -57,6 +59,18 @@ TEST_F(DesktopContextTest, IsUnknownWhereNobodyManagesOrAnswers) {
     unsetenv("DISPLAY");
     EXPECT_EQ(context(), "unknown | ");
     unsetenv("WAYLAND_DISPLAY");
+    EXPECT_EQ(context(), "unknown | ");
+}
+
+TEST_F(DesktopContextTest, SurvivesTheEndOfTheDisplay) {
+    PrivateDisplay other;
+    setenv("DISPLAY", other.name().c_str(), 1);
+    EXPECT_TRUE(runWithin(10s, {}, [&other](const std::stop_token&) {
+        const auto connection = XConnection::open();
+        other.server().kill();
+        for (int time = 0; time < 2; ++time)
+            EXPECT_EQ(connection->number(connection->root(), "_NET_ACTIVE_WINDOW"), 0u);
+    }));
     EXPECT_EQ(context(), "unknown | ");
 }
 
