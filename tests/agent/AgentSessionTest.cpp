@@ -42,6 +42,10 @@ TEST_F(AgentSessionTest, EveryCommandIsPrecededByWhatIsOnTheDesktop) {
         open.push_back("App " + std::to_string(number));
     DesktopContext context{"", open};
     around.readContext = [&context] { return context; };
+    around.buildToolbox = [](std::stop_token) {
+        return DesktopToolbox({}, "the desktop-control engine failed to start");
+    };
+    around.recap = [](const std::string& current) { return "[Before " + current + "]"; };
     AgentSession desktop(brain, "session", around);
 
     desktop.handle("open it", {}, {});
@@ -50,10 +54,13 @@ TEST_F(AgentSessionTest, EveryCommandIsPrecededByWhatIsOnTheDesktop) {
 
     EXPECT_EQ(
         std::get<UserMessage>(desktop.messages()[0]).text,
+        "[Before session]\n[Note: desktop-control tools are unavailable right now: the "
+        "desktop-control engine failed to start]\n"
         "[Frontmost app: unknown. Open apps: App 1, App 2, App 3, App 4, App 5, App 6, App 7, "
         "App 8, App 9, App 10, App 11, App 12.]\nopen it");
     EXPECT_EQ(std::get<UserMessage>(desktop.messages()[2]).text,
-              "[Frontmost app: Mail. Open apps: .]\nclose it");
+              "[Note: desktop-control tools are unavailable right now: the desktop-control engine "
+              "failed to start]\n[Frontmost app: Mail. Open apps: .]\nclose it");
 }
 
 TEST_F(AgentSessionTest, ToolResultsGoBackUntilTheModelAnswers) {
