@@ -22,7 +22,7 @@ public:
             brain->will([this](std::stop_token) { return reply(); });
         try {
             session.handle(
-                "go", [this] { return chance(80); }, stop.get_token());
+                chance(2) ? "yes" : "go", [this] { return chance(80); }, stop.get_token());
         } catch (const BrainError&) {
         } catch (const Cancelled&) {
         }
@@ -51,6 +51,8 @@ private:
         const std::string id = "call " + std::to_string(random() % 3); // some come twice
         if (chance(60))
             return {id, chance(2) ? "end_conversation" : "pause_listening", {}};
+        if (chance(12)) // refused, or held until the next command says yes
+            return {id, "type_text", {{"text", chance(3) ? "sudo rm -rf /" : "git push"}}};
         return {id, names[random() % 3], {{"query", std::to_string(random() % 2)}}};
     }
 
@@ -100,6 +102,10 @@ TEST(TranscriptProperty, EveryCallHasOneResultWhateverHappens) {
         results += toolResults(session.messages()).size();
     }
     EXPECT_GT(results, 3000u); // the runs did get somewhere
+    for (const std::string decision :
+         {"hard_block", "confirm_required", "confirmed", "repeat_suppressed"})
+        EXPECT_THAT(auditedEvents(), // which parses every line of the file
+                    testing::Contains(testing::HasSubstr(decision)));
 }
 
 } // namespace
