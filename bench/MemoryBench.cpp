@@ -106,12 +106,15 @@ void measure(const FreshHome& home, int turns) {
     std::printf("  recap                    %9.2f ms\n",
                 milliseconds([&] { store->recentRecapContext("other"); }));
     addFullTextIndex(path);
-    for (const auto& [kind, word] :
-         {std::pair("common", "café"), {"rare", "Zeppelin"}, {"absent", "quantum"}}) {
+    const std::pair<const char*, std::string> searches[] = {
+        {"common", "café"}, {"rare", "Zeppelin"}, {"absent", "quantum"}};
+    for (const auto& search : searches) {
+        const auto& kind = search.first;
+        const std::string& word = search.second;
         const double own = milliseconds([&] { store->search(word, 400); });
         const std::string plain = folded(word);
-        const double like = timeOfPeer(path, "SELECT session FROM turns WHERE text LIKE '%" +
-                                                 std::string(word) + "%'");
+        const double like =
+            timeOfPeer(path, "SELECT session FROM turns WHERE text LIKE '%" + word + "%'");
         const double index =
             timeOfPeer(path, "SELECT session FROM peer WHERE peer MATCH '\"" + plain + "\"'");
         std::printf("  search, %-6s word      %9.2f ms; LIKE %9.2f ms, ratio %5.2f; full-text "

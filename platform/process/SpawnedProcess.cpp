@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <spawn.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -90,7 +91,7 @@ std::vector<std::string> variablesOf(const std::map<std::string, std::string>& e
     std::vector<std::string> variables;
     variables.reserve(environment.size());
     for (const auto& [name, value] : environment)
-        variables.push_back(name + "=" + value);
+        variables.push_back(fmt::format("{}={}", name, value));
     return variables;
 }
 

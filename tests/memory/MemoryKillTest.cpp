@@ -69,6 +69,8 @@ TEST(MemoryKill, LosesNothingThatWasRecorded) {
                  .environment = {{"HOME", folder.path()}},
                  .outputPath = folder.file("output"),
                  .input = ""});
+            while (round % 2 == 0 && readFile(folder.file("output")).empty())
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
             std::this_thread::sleep_for(std::chrono::microseconds(random() % 40'000));
             recorder.kill();
         }
@@ -80,7 +82,7 @@ TEST(MemoryKill, LosesNothingThatWasRecorded) {
         account.turns = found;
         account.next = std::max(account.next, found.empty() ? 0 : *found.rbegin() + 1);
     }
-    EXPECT_GT(account.next, 1000); // they did get to record
+    EXPECT_GT(account.next, 500); // they did get to record
 }
 
 } // namespace tavik

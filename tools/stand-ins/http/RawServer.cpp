@@ -99,7 +99,7 @@ void Peer::waitForEnd() {
 
 void Peer::reset() {
     const sockaddr nobody{};
-    connect(descriptor, &nobody, sizeof nobody);
+    static_cast<void>(connect(descriptor, &nobody, sizeof nobody));
 }
 
 void Peer::shutDown() {

@@ -22,7 +22,9 @@ public:
         const Json* content = member(message, "content");
         require(content && (content->is_string() || content->is_array()),
                 where() + "content: a string or an array is required");
-        require(!content->empty() && *content != "",
+        const bool isEmptyText =
+            content->is_string() && content->get_ref<const std::string&>().empty();
+        require(!content->empty() && !isEmptyText,
                 where() + "all messages must have non-empty content except for the optional final "
                           "assistant message");
         if (role == "user")

@@ -19,7 +19,7 @@ std::string bearerKey(const ServedRequest& request) {
 }
 
 std::string requiredString(const Json& object, std::string_view key) {
-    const std::string value = stringMember(object, key).value_or("");
+    std::string value = stringMember(object, key).value_or("");
     require(!value.empty(), std::string(key) + ": a non-empty string is required");
     return value;
 }

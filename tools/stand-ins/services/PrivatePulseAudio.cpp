@@ -38,18 +38,19 @@ void PrivatePulseAudio::restart() {
 
 void PrivatePulseAudio::start() {
     const std::string home = folder.file("");
+    const std::string speaker = "module-null-sink sink_name=speaker norewinds=1 "
+                                "sink_properties=device.description=Speaker";
+    const std::string microphone =
+        "module-remap-source source_name=microphone master=microphone-feed.monitor "
+        "source_properties=device.description=Microphone";
     // With rewinds a null sink plays in blocks of two seconds, without in blocks of 50 ms.
     daemon = std::make_unique<ChildProcess>(ChildProcess::Command{
         .arguments = {"pulseaudio", "-n", "--daemonize=no", "--use-pid-file=no",
                       "--exit-idle-time=-1", "--disable-shm=yes", "--realtime=no",
                       "--high-priority=no", "-L",
                       "module-native-protocol-unix auth-anonymous=1 socket=" + folder.file("pulse"),
-                      "-L",
-                      "module-null-sink sink_name=speaker norewinds=1 "
-                      "sink_properties=device.description=Speaker",
-                      "-L", "module-null-sink sink_name=microphone-feed norewinds=1", "-L",
-                      "module-remap-source source_name=microphone master=microphone-feed.monitor "
-                      "source_properties=device.description=Microphone"},
+                      "-L", speaker, "-L", "module-null-sink sink_name=microphone-feed norewinds=1",
+                      "-L", microphone},
         .environment = {{"HOME", home},
                         {"XDG_RUNTIME_DIR", home},
                         {"PULSE_RUNTIME_PATH", home},
