@@ -63,9 +63,8 @@ std::map<std::string, std::string> bundledEnvironment() {
                              "PYTHONNOUSERSITE", "PYTHONDONTWRITEBYTECODE", "PYTHONUNBUFFERED"})
         variables.erase(name);
     const std::string yes = "1";
-    variables.insert({{"PYTHONNOUSERSITE", yes},
-                      {"PYTHONDONTWRITEBYTECODE", yes},
-                      {"PYTHONUNBUFFERED", yes}});
+    variables.insert(
+        {{"PYTHONNOUSERSITE", yes}, {"PYTHONDONTWRITEBYTECODE", yes}, {"PYTHONUNBUFFERED", yes}});
     return variables;
 }
 
