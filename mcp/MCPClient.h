@@ -24,7 +24,7 @@ namespace tavik {
 // standard input and output. It is started once; a new process needs a new client. Safe from any
 // thread; any number of requests may wait at once. What fails is a BrainError with a sentence for
 // the user; a stop request ends a wait within 50 ms with Cancelled and tells the child.
-// Protocol: https://modelcontextprotocol.io/specification/2024-11-05
+// Protocol: Model Context Protocol, revision 2024-11-05, https://modelcontextprotocol.io
 class MCPClient {
 public:
     using Environment = std::map<std::string, std::string>;

@@ -18,7 +18,7 @@ bool failedPayload(const Json& object);
 
 // The text parts of a "tools/call" result, a line each, and whether it failed, by its own flag or
 // by what its parts say.
-// Protocol: https://modelcontextprotocol.io/specification/2024-11-05/server/tools
+// Protocol: Model Context Protocol, revision 2024-11-05, "Tools", https://modelcontextprotocol.io
 ToolReply toolReplyOf(const Json& result);
 
 } // namespace tavik

@@ -6,8 +6,8 @@
 
 namespace tavik {
 
-// What the desktop entry of an application says (Desktop Entry Specification 1.5). Texts that it
-// does not have are empty.
+// What the desktop entry of an application says (freedesktop.org's Desktop Entry 1.5). Texts that
+// it does not have are empty.
 struct InstalledApplication {
     std::string id;          // of the entry, without ".desktop"
     std::string path;        // of the entry's file
