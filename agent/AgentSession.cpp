@@ -33,7 +33,7 @@ AgentSession::AgentSession(std::shared_ptr<Brain> model, std::string identifier,
 AgentResult AgentSession::handle(const std::string& command,
                                  const std::function<bool()>& isCancelled, std::stop_token stop) {
     const DesktopToolbox& tools = readyToolbox(stop);
-    beginTurn(command);
+    beginTurn(command, stop);
     CommandRun run(*brain, tools, transcript, *surroundings.clock, {guardrails, userTurn},
                    {isCancelled, stop});
     return run.run();
@@ -47,16 +47,16 @@ const DesktopToolbox& AgentSession::readyToolbox(std::stop_token stop) {
     return *toolbox;
 }
 
-void AgentSession::beginTurn(const std::string& command) {
-    transcript.addUser(userText(command));
+void AgentSession::beginTurn(const std::string& command, std::stop_token stop) {
+    transcript.addUser(userText(command, std::move(stop)));
     guardrails.beginUserTurn(command, ++userTurn);
     Audit::record("command", {{"chars", characterCount(command)}, {"brain", brain->label()}});
 }
 
 // The command behind what the model should know of the moment; the note about the last conversation
 // comes with the first command only.
-std::string AgentSession::userText(const std::string& command) const {
-    std::string text = contextLine(surroundings.readContext()) + command;
+std::string AgentSession::userText(const std::string& command, std::stop_token stop) const {
+    std::string text = contextLine(surroundings.readContext(std::move(stop))) + command;
     if (const auto& reason = toolbox->vamoUnavailable())
         text = fmt::format("[Note: desktop-control tools are unavailable right now: {}]\n{}",
                            *reason, text);

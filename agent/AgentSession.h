@@ -28,10 +28,10 @@ struct AgentSurroundings {
         [](const std::string& sessionID) {
             return MemoryStore::shared().recentRecapContext(sessionID);
         };
-    std::function<DesktopContext()> readContext = readDesktopContext;
+    // This and the next one throw Cancelled when they are stopped.
+    std::function<DesktopContext(std::stop_token)> readContext = readDesktopContext;
+    ClipboardReader clipboard = clipboardText; // what would be pasted
     Clock* clock = &systemClock();
-    // What would be pasted. The guardrails cannot be stopped, so it takes a second at most.
-    ClipboardReader clipboard = [] { return clipboardText({}); };
 };
 
 // One spoken conversation with a language model. Each command is put to the model with a line about
@@ -54,8 +54,8 @@ public:
 
 private:
     const DesktopToolbox& readyToolbox(std::stop_token stop);
-    std::string userText(const std::string& command) const;
-    void beginTurn(const std::string& command);
+    std::string userText(const std::string& command, std::stop_token stop) const;
+    void beginTurn(const std::string& command, std::stop_token stop);
 
     const std::shared_ptr<Brain> brain;
     const std::string identity;

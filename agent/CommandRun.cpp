@@ -117,7 +117,7 @@ std::optional<AgentResult> CommandRun::runCalls(const BrainReply& reply) {
 }
 
 std::optional<AgentResult> CommandRun::guard(const ToolCall& call) {
-    const auto refusal = userTurn.guardrails.check(call, userTurn.number);
+    const auto refusal = userTurn.guardrails.check(call, userTurn.number, cancellation.stop);
     if (!refusal)
         return std::nullopt;
     log("[agent] ⛔ " + firstCharacters(*refusal, shownOfRefusal));

@@ -1,10 +1,12 @@
 #include "agent/GuardedCall.h"
 
 #include "agent/ActionRules.h"
+#include "platform/concurrency/Cancelled.h"
 #include "platform/text/Text.h"
 
 #include <algorithm>
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
 namespace tavik {
@@ -35,10 +37,12 @@ std::vector<std::string> stringsIn(const Json& arguments) {
     return strings;
 }
 
-std::optional<std::string> clipboardText(const ClipboardReader& clipboard) {
+std::optional<std::string> clipboardText(const ClipboardReader& clipboard, std::stop_token stop) {
     std::optional<std::string> text;
     try {
-        text = clipboard ? clipboard() : std::nullopt;
+        text = clipboard ? clipboard(std::move(stop)) : std::nullopt;
+    } catch (const Cancelled&) {
+        throw;
     } catch (...) {
         return std::nullopt;
     }
@@ -120,14 +124,15 @@ private:
 
 } // namespace
 
-std::optional<GuardedCall> guardedCall(const ToolCall& call, const ClipboardReader& clipboard) {
+std::optional<GuardedCall> guardedCall(const ToolCall& call, const ClipboardReader& clipboard,
+                                       std::stop_token stop) {
     std::vector<std::string> strings = stringsIn(call.args);
     if (strings.empty())
         return std::nullopt;
     GuardedText typed(sortedAndJoined(strings));
     if (!isPaste(call.name, typed))
         return GuardedCall{std::move(typed)};
-    auto pasted = clipboardText(clipboard);
+    auto pasted = clipboardText(clipboard, std::move(stop));
     if (!pasted)
         return GuardedCall{std::move(typed), true, false};
     strings.push_back(std::move(*pasted));

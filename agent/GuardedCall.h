@@ -5,12 +5,13 @@
 
 #include <functional>
 #include <optional>
+#include <stop_token>
 #include <string>
 
 namespace tavik {
 
-// Gives the clipboard's text; nothing when it could not be read.
-using ClipboardReader = std::function<std::optional<std::string>()>;
+// Gives the clipboard's text; nothing when it could not be read. May throw Cancelled.
+using ClipboardReader = std::function<std::optional<std::string>(std::stop_token)>;
 
 // What the safety rules look at of a tool call.
 struct GuardedCall {
@@ -20,8 +21,9 @@ struct GuardedCall {
 };
 
 // Nothing when the arguments hold no string. Throws std::length_error when the text is longer than
-// any that is judged (64 MiB).
-std::optional<GuardedCall> guardedCall(const ToolCall& call, const ClipboardReader& clipboard);
+// any that is judged (64 MiB), or Cancelled.
+std::optional<GuardedCall> guardedCall(const ToolCall& call, const ClipboardReader& clipboard,
+                                       std::stop_token stop);
 
 // Equal for two calls exactly when they are of the same tool with the same arguments, their keys in
 // whatever order, and the same text.

@@ -4,6 +4,7 @@
 #include "agent/Audit.h"
 #include "app/Log.h"
 #include "app/Paths.h"
+#include "platform/concurrency/Cancelled.h"
 #include "platform/text/Text.h"
 
 #include <exception>
@@ -15,8 +16,6 @@ namespace tavik {
 namespace {
 
 constexpr std::size_t targetCharacters = 200;
-// A character can be spelled with any number of marks; the audit takes no more than this.
-constexpr std::size_t targetBytes = targetCharacters * 32;
 
 enum class Outcome { allowed, needsConfirmation, refused };
 enum class Asker { user, externalAgent };
@@ -36,7 +35,7 @@ void record(const char* decision, const std::string& tool, const std::string& re
             std::optional<std::string_view> text, Asker asker) {
     Json fields = {{"decision", decision}, {"tool", tool}, {"reason", reason}};
     if (text)
-        fields["target"] = firstCharacters(text->substr(0, targetBytes), targetCharacters);
+        fields["target"] = boundedCharacters(*text, targetCharacters);
     if (asker == Asker::externalAgent)
         fields["source"] = "mcp";
     Audit::record("guard", std::move(fields));
@@ -65,8 +64,8 @@ void Guardrails::beginUserTurn(std::string_view text, int turn) {
     pendingSignature.reset();
 }
 
-std::optional<std::string> Guardrails::check(const ToolCall& call, int turn) {
-    Judgement judgement = judge(call);
+std::optional<std::string> Guardrails::check(const ToolCall& call, int turn, std::stop_token stop) {
+    Judgement judgement = judge(call, std::move(stop));
     const std::string& reason = judgement.reason;
     if (judgement.outcome == Outcome::allowed)
         return std::nullopt;
@@ -90,8 +89,9 @@ std::optional<std::string> Guardrails::check(const ToolCall& call, int turn) {
         reason);
 }
 
-std::optional<std::string> Guardrails::checkMCP(const ToolCall& call, bool confirmed) const {
-    const Judgement judgement = judge(call);
+std::optional<std::string> Guardrails::checkMCP(const ToolCall& call, bool confirmed,
+                                                std::stop_token stop) const {
+    const Judgement judgement = judge(call, std::move(stop));
     const std::string& reason = judgement.reason;
     if (judgement.outcome == Outcome::allowed)
         return std::nullopt;
@@ -111,12 +111,14 @@ std::optional<std::string> Guardrails::checkMCP(const ToolCall& call, bool confi
         reason);
 }
 
-Guardrails::Judgement Guardrails::judge(const ToolCall& call) const noexcept {
+Guardrails::Judgement Guardrails::judge(const ToolCall& call, std::stop_token stop) const {
     if (!isGuardedTool(call.name))
         return {};
     try {
-        const auto guarded = guardedCall(call, clipboardText);
+        const auto guarded = guardedCall(call, clipboardText, std::move(stop));
         return guarded ? judgeText(call, *guarded) : Judgement{};
+    } catch (const Cancelled&) {
+        throw;
     } catch (const std::exception&) {
         return {Outcome::refused, "an action that couldn't be checked", "", ""};
     }

@@ -5,6 +5,7 @@
 #include "brains/Brain.h"
 
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 
@@ -20,7 +21,8 @@ namespace tavik {
 // held.
 //
 // One instance serves one conversation, one thread at a time, or the external agents, from any
-// number of threads at once. Never throws.
+// number of threads at once. Throws Cancelled, when it is stopped while it reads the clipboard, and
+// nothing else.
 class Guardrails {
 public:
     // Reads the allowlist. Without a `clipboard`, pasting is always held; with one, it is called by
@@ -32,11 +34,12 @@ public:
 
     // Nothing lets the call run; a text is its result instead. It begins with "HARD-BLOCKED" when
     // the call was refused for good.
-    std::optional<std::string> check(const ToolCall& call, int turn);
+    std::optional<std::string> check(const ToolCall& call, int turn, std::stop_token stop = {});
 
     // The same for an external agent, which asks its own user and says so with `confirmed`. Safe
     // from any thread.
-    std::optional<std::string> checkMCP(const ToolCall& call, bool confirmed) const;
+    std::optional<std::string> checkMCP(const ToolCall& call, bool confirmed,
+                                        std::stop_token stop = {}) const;
 
     // What to ask the user about the call that was held last.
     const std::string& confirmationQuestion() const { return question; }
@@ -44,7 +47,7 @@ public:
 private:
     struct Judgement;
 
-    Judgement judge(const ToolCall& call) const noexcept;
+    Judgement judge(const ToolCall& call, std::stop_token stop) const;
     Judgement judgeText(const ToolCall& call, const GuardedCall& guarded) const;
 
     const ClipboardReader clipboardText;

@@ -37,7 +37,7 @@ void judgeCall(std::string_view input) {
     const std::string text(input.substr(1));
     const ToolCall call = {"id", tools[choice % std::size(tools)],
                            parseJson(text).value_or(Json{{"text", text}})};
-    Guardrails guardrails([&]() -> std::optional<std::string> {
+    Guardrails guardrails([&](std::stop_token) -> std::optional<std::string> {
         return choice < 128 ? std::optional(text) : std::nullopt;
     });
 

@@ -75,15 +75,15 @@ DesktopContext joinedContexts(DesktopContext first, const DesktopContext& second
 
 } // namespace
 
-DesktopContext readDesktopContext() {
+DesktopContext readDesktopContext(std::stop_token stop) {
     const DesktopContext nothing{unknown, {}};
     const auto readWindows = [](const std::stop_token&) { return contextOfWindows(); };
     if (!isWayland())
-        return callWithin<DesktopContext>(patience, {}, readWindows).value_or(nothing);
+        return callWithin<DesktopContext>(patience, std::move(stop), readWindows).value_or(nothing);
     const auto accessible =
-        callWithin<DesktopContext>(patienceWithBus, {}, contextOfAccessibility).value_or(nothing);
+        callWithin<DesktopContext>(patienceWithBus, stop, contextOfAccessibility).value_or(nothing);
     const auto windows =
-        callWithin<DesktopContext>(patience - patienceWithBus, {}, readWindows).value_or(nothing);
+        callWithin<DesktopContext>(patience - patienceWithBus, stop, readWindows).value_or(nothing);
     return joinedContexts(accessible, windows);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -12,10 +13,11 @@ struct DesktopContext {
                                                // in which they were opened
 };
 
-// Never fails, and takes 150 ms at most: what cannot be found out by then is "unknown" or missing.
-// Under X11 the window manager knows; under Wayland the accessibility bus does, where it is in use,
-// and X11's own windows are added. Safe from any thread.
-DesktopContext readDesktopContext();
+// Takes 150 ms at most and never fails, but throws Cancelled when it is stopped: what cannot be
+// found out by then is "unknown" or missing. Under X11 the window manager knows; under Wayland the
+// accessibility bus does, where it is in use, and X11's own windows are added. Safe from any
+// thread.
+DesktopContext readDesktopContext(std::stop_token stop = {});
 
 // Reads ahead, on another thread, what the first reading would have to wait for.
 void prepareDesktopContext();

@@ -41,7 +41,7 @@ TEST_F(AgentSessionTest, EveryCommandIsPrecededByWhatIsOnTheDesktop) {
     for (int number = 1; number <= 13; ++number)
         open.push_back("App " + std::to_string(number));
     DesktopContext context{"", open};
-    around.readContext = [&context] { return context; };
+    around.readContext = [&context](std::stop_token) { return context; };
     around.buildToolbox = [](std::stop_token) {
         return DesktopToolbox({}, "the desktop-control engine failed to start");
     };

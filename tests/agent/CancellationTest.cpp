@@ -32,7 +32,7 @@ protected:
         });
         std::optional<AgentResult> result;
         try {
-            result = session.handle("go", {}, stop.get_token());
+            result = session->handle("go", {}, stop.get_token());
         } catch (const Cancelled&) {
         }
         const auto end = std::chrono::steady_clock::now();
@@ -43,7 +43,7 @@ protected:
 
     std::shared_ptr<ScriptedBrain> brain = std::make_shared<ScriptedBrain>();
     FakeHttpSession http;
-    AgentSession session{brain, "session", surroundedBy(http)};
+    std::optional<AgentSession> session{std::in_place, brain, "session", surroundedBy(http)};
     std::binary_semaphore waiting{0};
 };
 
@@ -55,7 +55,7 @@ TEST_F(AgentCancellation, AStopEndsTheWaitForTheModel) {
     });
 
     EXPECT_FALSE(stopWhileWaiting().has_value());
-    EXPECT_EQ(session.messages().size(), 1u);
+    EXPECT_EQ(session->messages().size(), 1u);
 }
 
 TEST_F(AgentCancellation, AStopEndsTheToolAndTheBatch) {
@@ -71,9 +71,34 @@ TEST_F(AgentCancellation, AStopEndsTheToolAndTheBatch) {
 
     ASSERT_TRUE(result.has_value());
     EXPECT_EQ(result->text, "");
-    EXPECT_THAT(toolResults(session.messages()),
+    EXPECT_THAT(toolResults(session->messages()),
                 ElementsAre("found x", interrupted, stopped, stopped));
-    EXPECT_EQ(session.handle("and now", {}, {}).text, "Done.");
+    EXPECT_EQ(session->handle("and now", {}, {}).text, "Done.");
+}
+
+TEST_F(AgentCancellation, AStopEndsTheLooksAtTheDesktopAndTheClipboard) {
+    const auto wait = [this](std::stop_token stop) {
+        waiting.release();
+        waitForStop(std::move(stop));
+    };
+    AgentSurroundings around = surroundedBy(http);
+    around.readContext = [&](std::stop_token stop) {
+        wait(std::move(stop));
+        return DesktopContext{};
+    };
+    session.emplace(brain, "session", around);
+    EXPECT_FALSE(stopWhileWaiting().has_value());
+    EXPECT_TRUE(session->messages().empty());
+
+    around.readContext = [](std::stop_token) { return DesktopContext{}; };
+    around.clipboard = [&](std::stop_token stop) {
+        wait(std::move(stop));
+        return "";
+    };
+    session.emplace(brain, "session", around);
+    brain->will(calling({{"1", "press_key", {{"keys", "cmd+v"}}}}));
+    EXPECT_FALSE(stopWhileWaiting().has_value());
+    EXPECT_THAT(toolResults(session->messages()), ElementsAre(stopped));
 }
 
 TEST_F(AgentCancellation, AnActionThatEndedAfterTheStopIsReportedAsInterrupted) {
@@ -84,8 +109,8 @@ TEST_F(AgentCancellation, AnActionThatEndedAfterTheStopIsReportedAsInterrupted) 
     };
     brain->will(calling({searchFor("1", "x")}));
 
-    EXPECT_THROW(session.handle("go", {}, stop.get_token()), Cancelled);
-    EXPECT_THAT(toolResults(session.messages()), ElementsAre(interrupted));
+    EXPECT_THROW(session->handle("go", {}, stop.get_token()), Cancelled);
+    EXPECT_THAT(toolResults(session->messages()), ElementsAre(interrupted));
 }
 
 TEST_F(AgentCancellation, TheQuestionIsAskedBeforeAndAfterTheModelAndBeforeEachTool) {

@@ -56,9 +56,9 @@ TEST_F(GuardrailsAllowlistTest, WhatAPatternMatchesRunsWithoutAWord) {
 TEST_F(GuardrailsAllowlistTest, APasteIsExemptOnlyWhenAllOfItIsKnown) {
     writeFile(allowlistPath(), R"({"allow": ["^cmd\\+v( git push)?$"]})");
     const ToolCall paste = {"id", "press_key", {{"keys", "cmd+v"}}};
-    EXPECT_EQ(checkAfresh(paste, [] { return "git push"; }), "runs");
-    EXPECT_EQ(checkAfresh(paste, [] { return "git push x"; }), held);
-    EXPECT_EQ(checkAfresh(paste, [] { return std::nullopt; }),
+    EXPECT_EQ(checkAfresh(paste, [](std::stop_token) { return "git push"; }), "runs");
+    EXPECT_EQ(checkAfresh(paste, [](std::stop_token) { return "git push x"; }), held);
+    EXPECT_EQ(checkAfresh(paste, [](std::stop_token) { return std::nullopt; }),
               "held: pasting text that couldn't be checked");
 }
 

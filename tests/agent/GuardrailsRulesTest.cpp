@@ -161,7 +161,7 @@ TEST_F(GuardrailsTest, AClipboardThatCannotBeReadIsNotPastedUnasked) {
     const std::string held = "held: pasting text that couldn't be checked";
     clipboard = std::nullopt;
     EXPECT_EQ(check(paste), held);
-    Guardrails failing([]() -> std::optional<std::string> { throw 1; });
+    Guardrails failing([](std::stop_token) -> std::optional<std::string> { throw 1; });
     EXPECT_EQ(outcome(failing.check(paste, 0)), held);
     Guardrails without;
     EXPECT_EQ(outcome(without.check(paste, 0)), held);

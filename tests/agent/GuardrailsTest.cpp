@@ -135,7 +135,7 @@ TEST_F(GuardrailsTest, TheAuditGetsTheBeginningOfTheText) {
 }
 
 TEST_F(GuardrailsTest, ExternalAgentsMayAskAtOnce) {
-    const Guardrails server([] { return "sudo"; });
+    const Guardrails server([](std::stop_token) { return "sudo"; });
     std::vector<std::jthread> agents;
     for (int agent = 0; agent < 8; ++agent)
         agents.emplace_back([&server] {

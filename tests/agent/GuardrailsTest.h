@@ -60,7 +60,7 @@ protected:
 
     std::optional<std::string> clipboard = "";
     int clipboardReads = 0;
-    Guardrails guardrails{[this] {
+    Guardrails guardrails{[this](std::stop_token) {
         ++clipboardReads;
         return clipboard;
     }};
