@@ -8,10 +8,10 @@
 #include "brains/MakeBrain.h"
 #include "mcp/MCPHub.h"
 #include "platform/audio/AudioServer.h"
+#include "platform/concurrency/BackgroundJobs.h"
 #include "platform/concurrency/Cancelled.h"
 #include "platform/concurrency/Clock.h"
 #include "platform/concurrency/MainQueue.h"
-#include "platform/concurrency/SerialQueue.h"
 #include "platform/defaults/UserDefaults.h"
 #include "platform/desktop/DesktopContext.h"
 #include "platform/inference/AudioClassifier.h"
@@ -36,7 +36,7 @@ bool isOnboardingDone() {
     return UserDefaults::standard().boolean("onboardingDone").value_or(false);
 }
 
-VoiceServices makeServices(AudioServer& audio, SpeechOutput& speech, SerialQueue& background,
+VoiceServices makeServices(AudioServer& audio, SpeechOutput& speech, BackgroundJobs& background,
                            MemoryKeeper& memory) {
     return VoiceServices{
         .clock = systemClock(),
@@ -49,7 +49,10 @@ VoiceServices makeServices(AudioServer& audio, SpeechOutput& speech, SerialQueue
                 return loadAudioClassifier(resourcePath("HeyVessa_runtime.onnx"),
                                            tuning::WAKE_WINDOW, wakeClasses);
             },
-        .prepareBrain = [&background] { background.async([] { prepareBrain(); }); },
+        .prepareBrain =
+            [&background] {
+                background.async([](std::stop_token stop) { prepareBrain(std::move(stop)); });
+            },
         .makeBrain =
             [](std::stop_token stop) { return std::shared_ptr<Brain>(makeBrain(std::move(stop))); },
         .makeAgentSession =
@@ -105,7 +108,7 @@ private:
         log("[tavik] listening is paused. Start tavik again to listen.");
     }
 
-    SerialQueue background{"ai.tavik.brain"};
+    BackgroundJobs background{"ai.tavik.brain"};
     MemoryKeeper memory;
     std::unique_ptr<AudioServer> audio;
     std::unique_ptr<SpeechOutput> speech;

@@ -1,9 +1,7 @@
 #pragma once
 
-#include "platform/concurrency/SerialQueue.h"
+#include "platform/concurrency/BackgroundJobs.h"
 
-#include <functional>
-#include <stop_token>
 #include <string>
 
 namespace tavik {
@@ -14,19 +12,13 @@ namespace tavik {
 class MemoryKeeper {
 public:
     MemoryKeeper();
-    ~MemoryKeeper();
-    MemoryKeeper(const MemoryKeeper&) = delete;
-    MemoryKeeper& operator=(const MemoryKeeper&) = delete;
 
     // These return at once, but for the write of a turn. From any thread.
     void remember(const std::string& sessionID, const std::string& role, const std::string& text);
     void conversationEnded(const std::string& sessionID);
 
 private:
-    void inBackground(std::function<void(std::stop_token)> work);
-
-    std::stop_source ending;
-    SerialQueue queue{"ai.tavik.memory"}; // last: its jobs look at the above
+    BackgroundJobs jobs{"ai.tavik.memory"};
 };
 
 } // namespace tavik

@@ -47,14 +47,14 @@ std::unique_ptr<Brain> makeBrain(std::stop_token stop) {
     return makeBrain(UserDefaults::standard(), sharedHttpSession(), systemClock(), std::move(stop));
 }
 
-void prepareBrain(UserDefaults& defaults, HttpSession& session) {
+void prepareBrain(UserDefaults& defaults, HttpSession& session, std::stop_token stop) {
     const BrainProvider& provider = chosenProvider(defaults);
-    if (brainKey(provider.word, provider.keyEnvironment))
+    if (brainKey(provider.word, provider.keyEnvironment, std::move(stop)))
         session.prepareConnection(brainHost(defaults, provider));
 }
 
-void prepareBrain() {
-    prepareBrain(UserDefaults::standard(), sharedHttpSession());
+void prepareBrain(std::stop_token stop) {
+    prepareBrain(UserDefaults::standard(), sharedHttpSession(), std::move(stop));
 }
 
 } // namespace tavik

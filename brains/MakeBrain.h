@@ -20,8 +20,8 @@ std::unique_ptr<Brain> makeBrain(UserDefaults& defaults, HttpSession& session, C
 std::unique_ptr<Brain> makeBrain(std::stop_token stop = {});
 
 // Opens the connection to the chosen provider ahead of the first request, when there is a key for
-// it. Returns once the key is looked up; the connection is made meanwhile.
-void prepareBrain(UserDefaults& defaults, HttpSession& session);
-void prepareBrain();
+// it. Returns once the key is looked up; the connection is made meanwhile. Throws Cancelled.
+void prepareBrain(UserDefaults& defaults, HttpSession& session, std::stop_token stop = {});
+void prepareBrain(std::stop_token stop = {});
 
 } // namespace tavik

@@ -1,3 +1,4 @@
+#include "platform/concurrency/BackgroundJobs.h"
 #include "platform/concurrency/Cancelled.h"
 #include "platform/concurrency/Clock.h"
 #include "platform/concurrency/MainQueue.h"
@@ -7,6 +8,7 @@
 #include "tests/support/SimulatedClock.h"
 #include "tests/support/StopTiming.h"
 
+#include <future>
 #include <poll.h>
 
 using namespace std::chrono_literals;
@@ -114,6 +116,24 @@ TEST(Task, GivesItsResultOrWhatItThrew) {
     });
     cancelled.cancel();
     EXPECT_THROW(cancelled.get(), Cancelled);
+}
+
+TEST(BackgroundJobs, EndWithTheirOwner) {
+    std::atomic<int> ran = 0;
+    std::promise<void> began;
+    std::optional<BackgroundJobs> jobs("test");
+    jobs->async([&](std::stop_token) { ++ran; });
+    jobs->async([&](std::stop_token stop) {
+        ++ran;
+        began.set_value();
+        systemClock().sleepFor(1h, stop);
+    });
+    jobs->async([&](std::stop_token) { ++ran; }); // waits, and is dropped
+    began.get_future().wait();
+    const auto ending = std::chrono::steady_clock::now();
+    jobs.reset();
+    EXPECT_LT(std::chrono::steady_clock::now() - ending, 50ms);
+    EXPECT_EQ(ran, 2);
 }
 
 } // namespace tavik
