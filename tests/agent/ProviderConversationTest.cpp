@@ -54,7 +54,7 @@ TEST_P(ProviderConversation, ReadsAPageAndAnswersFromItAndThenAFollowUp) {
               "evening.");
     EXPECT_EQ(ask("and on saturday"), "The library is open on Saturday from ten in the morning to "
                                       "four in the afternoon.");
-    EXPECT_EQ(ask("what is twenty one plus three"), "That makes 24.");
+    EXPECT_EQ(ask("what is twenty one plus three"), "The result of that calculation is 24.");
     EXPECT_EQ(ask("colourless green ideas"), "You said: colourless green ideas.");
     EXPECT_EQ(session->handle("please stop", {}, {}).outcome, AgentOutcome::endConversation);
     EXPECT_EQ(session->handle("stop listening", {}, {}).outcome, AgentOutcome::pauseListening);

@@ -78,7 +78,8 @@ ModelReply endWith(const char* tool, const char* text) {
 ModelRule sums() {
     return {[](const ModelTurn& turn) { return spokenResult(turn.command).has_value(); },
             [](const ModelTurn& turn) {
-                return say(fmt::format("That makes {}.", *spokenResult(turn.command)));
+                return say(fmt::format("The result of that calculation is {}.",
+                                       *spokenResult(turn.command)));
             }};
 }
 
