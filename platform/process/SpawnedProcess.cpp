@@ -1,5 +1,7 @@
 #include "platform/process/SpawnedProcess.h"
 
+#include "platform/process/TextPointers.h"
+
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
@@ -71,15 +73,6 @@ public:
 
     posix_spawnattr_t attributes;
 };
-
-std::vector<char*> pointersTo(std::vector<std::string>& texts) {
-    std::vector<char*> pointers;
-    pointers.reserve(texts.size() + 1);
-    for (std::string& text : texts)
-        pointers.push_back(text.data());
-    pointers.push_back(nullptr);
-    return pointers;
-}
 
 std::vector<std::string> argumentsOf(const SpawnedProcess::Command& command) {
     std::vector<std::string> arguments = {command.program};

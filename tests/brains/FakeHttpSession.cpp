@@ -43,13 +43,4 @@ Json json(std::string_view text) {
     return value.value_or(Json());
 }
 
-std::string sentenceOf(const std::function<void()>& call) {
-    try {
-        call();
-    } catch (const BrainError& error) {
-        return error.message;
-    }
-    return "";
-}
-
 } // namespace tavik

@@ -2,9 +2,9 @@
 
 #include "brains/Brain.h"
 #include "platform/http/HttpSession.h"
+#include "tests/support/SentenceOf.h"
 
 #include <deque>
-#include <functional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -36,8 +36,5 @@ private:
 
 // The value of a JSON text; fails the test when it is none.
 Json json(std::string_view text);
-
-// The sentence with which `call` fails; empty when it does not.
-std::string sentenceOf(const std::function<void()>& call);
 
 } // namespace tavik

@@ -2,6 +2,7 @@
 #include "app/Log.h"
 #include "platform/concurrency/Cancelled.h"
 #include "platform/concurrency/Task.h"
+#include "tests/support/SentenceOf.h"
 #include "tests/support/StopTiming.h"
 #include "tools/stand-ins/services/TemporaryFolder.h"
 
@@ -21,15 +22,6 @@ constexpr auto stoppedUnexpectedly = "The desktop-control engine stopped unexpec
 constexpr auto noAnswer =
     "The desktop-control engine didn't respond in time. The action may already have happened; "
     "check the desktop before retrying.";
-
-std::string sentenceOf(const std::function<void()>& work) {
-    try {
-        work();
-    } catch (const BrainError& error) {
-        return error.message;
-    }
-    return "";
-}
 
 std::size_t openDescriptors() {
     return static_cast<std::size_t>(

@@ -2,6 +2,7 @@
 #include "app/Log.h"
 #include "platform/concurrency/Cancelled.h"
 #include "platform/concurrency/Task.h"
+#include "tests/support/SentenceOf.h"
 #include "tests/support/SimulatedClock.h"
 #include "tests/support/StopTiming.h"
 #include "tools/stand-ins/services/TemporaryFolder.h"
@@ -17,15 +18,6 @@ using testing::HasSubstr;
 
 constexpr auto notInstalled =
     "vamo isn't installed on this Mac, so I can't control the desktop yet.";
-
-std::string sentenceOf(const std::function<void()>& work) {
-    try {
-        work();
-    } catch (const BrainError& error) {
-        return error.message;
-    }
-    return "";
-}
 
 class MCPHubTest : public testing::Test {
 protected:

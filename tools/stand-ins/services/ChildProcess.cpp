@@ -1,5 +1,7 @@
 #include "tools/stand-ins/services/ChildProcess.h"
 
+#include "platform/process/TextPointers.h"
+
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -29,15 +31,6 @@ std::vector<std::string> environmentWith(const ChildProcess::Command& command) {
         if (value)
             variables.push_back(name + "=" + *value);
     return variables;
-}
-
-std::vector<char*> pointersTo(std::vector<std::string>& texts) {
-    std::vector<char*> pointers;
-    pointers.reserve(texts.size() + 1);
-    for (std::string& text : texts)
-        pointers.push_back(text.data());
-    pointers.push_back(nullptr);
-    return pointers;
 }
 
 // A pipe of which an exec closes both ends.
