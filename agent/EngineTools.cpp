@@ -11,8 +11,6 @@ namespace tavik {
 namespace {
 
 constexpr std::size_t maximumResultCharacters = 16'000;
-// A character can be spelled with any number of marks; no honest text needs as many bytes as this.
-constexpr std::size_t maximumResultBytes = maximumResultCharacters * 32;
 
 constexpr std::array<std::string_view, 20> vamoAllowed = {
     "ax_snapshot",  "list_windows",  "focus_window",  "wait_for",
@@ -44,8 +42,7 @@ Json argumentsFor(const ToolCall& call) {
 }
 
 std::string bounded(const std::string& text) {
-    const std::string beginning = firstCharacters(
-        std::string_view(text).substr(0, maximumResultBytes), maximumResultCharacters);
+    const std::string beginning = boundedCharacters(text, maximumResultCharacters);
     return beginning.size() < text.size() ? beginning + "\n…[truncated]" : text;
 }
 

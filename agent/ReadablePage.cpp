@@ -16,8 +16,6 @@ namespace {
 
 constexpr std::size_t maximumPageBytes = 8 * 1024 * 1024;
 constexpr std::size_t maximumCharacters = 8000;
-// A character can be spelled with any number of marks; no honest text needs as many bytes as this.
-constexpr std::size_t maximumTextBytes = maximumCharacters * 32;
 constexpr std::size_t pieceBytes = 256 * 1024;
 
 constexpr std::pair<std::string_view, std::string_view> entities[] = {
@@ -112,7 +110,7 @@ std::string readableText(const HttpResponse& response, const std::stop_token& st
     const std::string text = withoutMarkup(*decoded, stop);
     if (text.empty())
         return "The page had no readable text.";
-    return firstCharacters(text.substr(0, maximumTextBytes), maximumCharacters);
+    return boundedCharacters(text, maximumCharacters);
 }
 
 } // namespace

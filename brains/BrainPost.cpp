@@ -6,7 +6,6 @@
 #include "platform/concurrency/Cancelled.h"
 #include "platform/text/Text.h"
 
-#include <algorithm>
 #include <chrono>
 #include <fmt/format.h>
 #include <optional>
@@ -44,14 +43,7 @@ std::optional<Json> payloadOf(const std::string& body) {
 
 // The body's beginning; nothing when that is no text.
 std::optional<std::string> beginningOf(const std::string& body) {
-    std::size_t end = std::min(body.size(), quotedBytes);
-    const auto continuesCharacter = [&] {
-        return end < body.size() && (static_cast<unsigned char>(body[end]) & 0xC0) == 0x80;
-    };
-    // A character has at most three bytes after its first one.
-    for (int step = 0; step < 3 && end > 0 && continuesCharacter(); ++step)
-        --end;
-    std::string beginning = body.substr(0, end);
+    std::string beginning(firstBytes(body, quotedBytes));
     if (beginning.empty() || !isValidUtf8(beginning))
         return std::nullopt;
     return beginning;

@@ -7,9 +7,6 @@ namespace tavik {
 namespace {
 
 constexpr std::size_t spokenDetailCharacters = 120;
-// A character can be spelled with any number of marks; no honest detail needs as many bytes as
-// this.
-constexpr std::size_t maximumDetailBytes = spokenDetailCharacters * 32;
 
 } // namespace
 
@@ -23,8 +20,7 @@ std::string spokenError(std::string_view provider, int status, std::string_view 
         return name + " is overloaded right now. That's on their side — try again in a moment.";
     if (status == 404)
         return name + " doesn't know this model. Check the model name in Tavik's settings.";
-    return name + " returned an error: " +
-           firstCharacters(detail.substr(0, maximumDetailBytes), spokenDetailCharacters) + ".";
+    return name + " returned an error: " + boundedCharacters(detail, spokenDetailCharacters) + ".";
 }
 
 } // namespace tavik

@@ -13,7 +13,7 @@ constexpr std::size_t bytesOfTurn = 1500;
 constexpr std::size_t bytesOfPrompt = 12'000;
 
 std::string lineOf(const ConversationTurn& turn) {
-    const std::string text = oneLine(beginning(turn.text, bytesOfTurn));
+    const std::string text = oneLine(firstBytes(turn.text, bytesOfTurn));
     return fmt::format("{}: {}{}\n", turn.role == "user" ? "user" : "assistant", text,
                        turn.text.size() > bytesOfTurn ? "…" : "");
 }

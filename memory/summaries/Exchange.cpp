@@ -5,6 +5,8 @@
 #include "memory/summaries/Request.h"
 #include "platform/text/Pattern.h"
 
+#include "platform/text/Text.h"
+
 #include <utility>
 
 namespace tavik {
@@ -18,7 +20,7 @@ constexpr std::size_t lastTurns = 180;
 std::string spokenLine(std::string_view text) {
     static const Pattern markup =
         *Pattern::compile(R"(\*{2,}|`+|(?m:^\s*(?:#+|[*•-])\s+))", Pattern::Case::sensitive);
-    return oneLine(markup.replaceAll(beginning(text, bytesOfTurn), ""));
+    return oneLine(markup.replaceAll(firstBytes(text, bytesOfTurn), ""));
 }
 
 // Joins turns to exchanges, courtesies apart from the rest.

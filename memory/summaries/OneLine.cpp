@@ -9,15 +9,8 @@ namespace tavik {
 
 namespace {
 
-// More than any emoji of a family, and than any syllable.
-constexpr std::size_t bytesPerCharacter = 32;
-
 Pattern pattern(std::string_view expression) {
     return *Pattern::compile(expression, Pattern::Case::sensitive);
-}
-
-bool continuesCodePoint(char byte) {
-    return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
 }
 
 std::string withoutEndOfClause(const std::string& text) {
@@ -43,20 +36,10 @@ std::string oneLine(std::string_view text) {
     return trimmed(gaps.replaceAll(hidden.replaceAll(text, ""), " "));
 }
 
-std::string_view beginning(std::string_view text, std::size_t bytes) {
-    if (text.size() <= bytes)
-        return text;
-    // No code point has more than three such bytes.
-    for (int step = 0; step < 3 && bytes > 0 && continuesCodePoint(text[bytes]); ++step)
-        --bytes;
-    return text.substr(0, bytes);
-}
-
 std::string shortened(const std::string& line, std::size_t limit) {
-    const std::string_view visible = beginning(line, limit * bytesPerCharacter);
-    if (visible.size() == line.size() && characterCount(visible) <= limit)
+    if (boundedCharacters(line, limit) == line)
         return line;
-    const std::string cut = firstCharacters(visible, std::max<std::size_t>(limit, 2) - 1);
+    const std::string cut = boundedCharacters(line, std::max<std::size_t>(limit, 2) - 1);
     const std::string_view rest = std::string_view(line).substr(cut.size());
     return withoutEndOfClause(withoutDividedWord(cut, rest)) + "…";
 }

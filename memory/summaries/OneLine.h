@@ -11,9 +11,6 @@ namespace tavik {
 // dropped.
 std::string oneLine(std::string_view text);
 
-// The first `bytes` of a text, or a little less so as not to divide a code point.
-std::string_view beginning(std::string_view text, std::size_t bytes);
-
 // At most `limit` characters of a single line, and at least two; what is longer ends between words
 // if it can, with "…".
 std::string shortened(const std::string& line, std::size_t limit);

@@ -94,6 +94,23 @@ std::string firstCharacters(std::string_view text, std::size_t count) {
     return validUtf8(text.substr(0, end));
 }
 
+std::string boundedCharacters(std::string_view text, std::size_t count) {
+    constexpr std::size_t bytesPerCharacter = 32;
+    return firstCharacters(firstBytes(text, count * bytesPerCharacter), count);
+}
+
+std::string_view firstBytes(std::string_view text, std::size_t count) {
+    if (text.size() <= count)
+        return text;
+    const auto continuesCodePoint = [&] {
+        return (static_cast<unsigned char>(text[count]) & 0xC0) == 0x80;
+    };
+    // No code point has more than three such bytes.
+    for (int step = 0; step < 3 && count > 0 && continuesCodePoint(); ++step)
+        --count;
+    return text.substr(0, count);
+}
+
 bool isValidUtf8(std::string_view text) {
     bool valid = true;
     forEachCodePoint(text, [&](UChar32 codePoint, auto, auto) { valid = valid && codePoint >= 0; });

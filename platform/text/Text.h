@@ -15,6 +15,13 @@ std::size_t characterCount(std::string_view text);
 // The first `count` characters; the whole text when it has no more.
 std::string firstCharacters(std::string_view text, std::size_t count);
 
+// The same, but of at most 32 bytes a character: a hostile text may spell a single one with any
+// number of marks.
+std::string boundedCharacters(std::string_view text, std::size_t count);
+
+// At most the first `count` bytes; a code point is not cut.
+std::string_view firstBytes(std::string_view text, std::size_t count);
+
 // `text` with bytes that are not UTF-8 replaced.
 std::string validUtf8(std::string_view text);
 
