@@ -66,13 +66,17 @@ VoiceServices makeServices(AudioServer& audio, SpeechOutput& speech, BackgroundJ
     };
 }
 
+void showNotice(const std::string& text) {
+    log("[tavik] " + text);
+}
+
 VoiceCallbacks makeCallbacks(const std::function<void()>& pause) {
     VoiceCallbacks callbacks;
     callbacks.onPhase = [](const TavikPhase& phase) {
         if (phase.kind == TavikPhase::Kind::error)
             log("[tavik] ⚠ " + phase.message);
     };
-    callbacks.onNotice = [](const std::string& text, bool) { log("[tavik] " + text); };
+    callbacks.onNotice = [](const std::string& text, bool) { showNotice(text); };
     callbacks.onPauseListening = pause;
     return callbacks;
 }
@@ -109,7 +113,7 @@ private:
     }
 
     BackgroundJobs background{"ai.tavik.brain"};
-    MemoryKeeper memory;
+    MemoryKeeper memory{showNotice};
     std::unique_ptr<AudioServer> audio;
     std::unique_ptr<SpeechOutput> speech;
     bool isPaused = false;

@@ -9,23 +9,38 @@
 
 namespace tavik {
 
-MemoryKeeper::MemoryKeeper() {
-    jobs.async([](std::stop_token stop) {
+MemoryKeeper::MemoryKeeper(std::function<void(const std::string&)> notify) {
+    summaries.async([this, notify = std::move(notify)](std::stop_token) {
         MemoryStore& store = MemoryStore::shared();
         store.alsoClear([] { Audit::clearHistory(); });
-        store.onIssue([](const std::string& issue) { log("[memory] ⚠ " + issue); });
-        store.summarizeLeftOver(std::move(stop));
+        store.onIssue(notify);
+        summarize(store.sessionsWithoutSummary());
     });
+}
+
+MemoryKeeper::~MemoryKeeper() {
+    ending.request_stop();
 }
 
 void MemoryKeeper::remember(const std::string& sessionID, const std::string& role,
                             const std::string& text) {
-    MemoryStore::shared().record(sessionID, role, text, std::chrono::system_clock::now());
+    const auto now = std::chrono::system_clock::now();
+    turns.async([this, sessionID, role, text, now] {
+        MemoryStore::shared().record(sessionID, role, text, now, ending.get_token());
+    });
 }
 
 void MemoryKeeper::conversationEnded(const std::string& sessionID) {
-    jobs.async([sessionID](std::stop_token stop) {
-        MemoryStore::shared().summarize(sessionID, std::move(stop));
+    turns.async([this, sessionID] { summarize({sessionID}); }); // once its turns are written
+}
+
+// One a job, so that a conversation that has just ended waits for one of them at most.
+void MemoryKeeper::summarize(std::vector<std::string> sessions) {
+    if (sessions.empty())
+        return;
+    summaries.async([this, sessions = std::move(sessions)](std::stop_token stop) {
+        MemoryStore::shared().summarize(sessions.front(), std::move(stop));
+        summarize({sessions.begin() + 1, sessions.end()});
     });
 }
 

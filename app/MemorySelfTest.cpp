@@ -33,6 +33,7 @@ void runMemorySelfTest(std::stop_token stop) {
     UserDefaults::standard().set("rememberConversations", true);
     log("[selftest-memory] model availability: " + makeSummarizer()->availability(stop));
     MemoryStore& store = MemoryStore::shared();
+    store.onIssue([](const std::string& issue) { log("[memory] ⚠ " + issue); });
     const std::string session = makeSessionID();
     const auto now = std::chrono::system_clock::now();
     store.record(session, "user", "What's a good name for a golden retriever puppy?", now);

@@ -4,9 +4,10 @@
 #include "platform/text/Folding.h"
 #include "platform/text/Text.h"
 
-#include <algorithm>
+#include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
+#include <fmt/format.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -15,6 +16,7 @@ namespace tavik {
 namespace {
 
 constexpr std::chrono::milliseconds inspectionPatience{300};
+constexpr std::chrono::milliseconds busyPatience{100};
 
 // One entry a schema version, from an empty file on. Entries are never changed, only added.
 // Times are microseconds since 1970; a folded text is kept as bytes, which are faster to search.
@@ -32,9 +34,28 @@ constexpr const char* migrations[] = {
 };
 constexpr std::int64_t currentVersion = std::size(migrations);
 
-[[noreturn]] void failUntouched(const std::string& reason) {
-    throw MemoryUnavailable("Conversation memory is unavailable: " + reason +
-                            " It has been left as it was.");
+using Lasting = MemoryUnavailable::Lasting;
+
+[[noreturn]] void failUntouched(const std::string& reason, Lasting lasting = Lasting::untilMended) {
+    throw MemoryUnavailable(
+        "Conversation memory is unavailable: " + reason + " It has been left as it was.", lasting);
+}
+
+[[noreturn]] void failForLackOfRoom() {
+    throw MemoryUnavailable(diskFullSentence, Lasting::forNow);
+}
+
+// `done`: what was to be done with the file.
+[[noreturn]] void fail(const SqlError& error, const char* done) {
+    switch (error.kind) {
+    case SqlError::Kind::corrupt:
+        failUntouched("the history file is damaged.");
+    case SqlError::Kind::full:
+        failForLackOfRoom();
+    default:
+        failUntouched(fmt::format("the history file cannot be {} ({}).", done, error.what()),
+                      Lasting::forNow);
+    }
 }
 
 std::int64_t microseconds(WallTime time) {
@@ -80,9 +101,7 @@ void inspectIfPresent(const std::string& path) {
     try {
         inspect(path);
     } catch (const SqlError& error) {
-        if (error.kind == SqlError::Kind::corrupt)
-            failUntouched("the history file is damaged.");
-        failUntouched(std::string("the history file cannot be read (") + error.what() + ").");
+        fail(error, "read");
     }
 }
 
@@ -91,6 +110,8 @@ void createPrivately(const std::string& path) {
     std::error_code ignored;
     createPrivateFolders(std::filesystem::path(path).parent_path().string(), ignored);
     const int descriptor = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    if (descriptor < 0 && (errno == ENOSPC || errno == EDQUOT))
+        failForLackOfRoom();
     if (descriptor < 0)
         failUntouched("the history file cannot be made.");
     fchmod(descriptor, 0600);
@@ -107,8 +128,9 @@ MemoryDatabase::MemoryDatabase(const std::string& path) {
         database->execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL;"
                           "PRAGMA secure_delete = ON;");
         migrate();
+        database->setPatience(busyPatience);
     } catch (const SqlError& error) {
-        failUntouched(std::string("the history file cannot be opened (") + error.what() + ").");
+        fail(error, "opened");
     }
 }
 

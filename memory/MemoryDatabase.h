@@ -11,15 +11,25 @@
 
 namespace tavik {
 
+inline constexpr const char* diskFullSentence =
+    "The disk is full, so conversations are not remembered for now.";
+
 // The store cannot be used; `what()` is a sentence for the user. The file is as it was.
 class MemoryUnavailable : public std::runtime_error {
 public:
-    using std::runtime_error::runtime_error;
+    enum class Lasting { untilMended, forNow }; // a full disk gets room again
+
+    explicit MemoryUnavailable(const std::string& sentence, Lasting howLong = Lasting::untilMended)
+        : std::runtime_error(sentence)
+        , lasting(howLong) {}
+
+    Lasting lasting;
 };
 
-// The file of turns and summaries. Several processes may use it at once; an object belongs to one
-// thread at a time. What was inserted is on the disk when the call returns. Everything throws
-// SqlError.
+// The file of turns and summaries. Several processes may use it at once: while another one writes,
+// a change waits a tenth of a second, and can be tried again when that was too short. An object
+// belongs to one thread at a time. What was inserted is on the disk when the call returns.
+// Everything throws SqlError.
 class MemoryDatabase {
 public:
     // Opens the store, or makes a new one where there is no file, and brings an older one up to

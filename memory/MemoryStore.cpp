@@ -4,6 +4,7 @@
 #include "app/Paths.h"
 #include "memory/Recall.h"
 #include "platform/concurrency/Cancelled.h"
+#include "platform/concurrency/Clock.h"
 #include "platform/text/Text.h"
 
 #include <exception>
@@ -20,16 +21,25 @@ constexpr auto recapReach = 6h;
 constexpr auto clockTolerance = 1min;
 constexpr std::size_t printedEntries = 5;
 constexpr std::size_t leftOverAtOnce = 20;
+constexpr auto busyPatience = 2s;
+constexpr auto busyPause = 10ms; // in which other threads get at the database
+constexpr auto tellingPause = 24h;
 
 } // namespace
 
 MemoryStore::MemoryStore(Surroundings around)
     : surroundings(std::move(around)) {
+    open();
+}
+
+void MemoryStore::open() {
     try {
         database = std::make_unique<MemoryDatabase>(surroundings.path);
     } catch (const MemoryUnavailable& unavailable) {
-        issue = unavailable.what();
-        log("[memory] store unavailable — original files preserved");
+        mayOpenLater = unavailable.lasting == MemoryUnavailable::Lasting::forNow;
+        if (issue != unavailable.what())
+            log("[memory] store unavailable — original files preserved");
+        raise(unavailable.what());
     }
 }
 
@@ -38,17 +48,37 @@ bool MemoryStore::isEnabled() {
 }
 
 template<typename Result>
-Result MemoryStore::withDatabase(Result otherwise,
-                                 const std::function<Result(MemoryDatabase&)>& use) {
-    const std::lock_guard lock(mutex);
-    if (!database)
-        return otherwise;
-    try {
-        return use(*database);
-    } catch (const SqlError& error) {
-        failed(error);
-        return otherwise;
+Result MemoryStore::patiently(const std::function<Result(MemoryDatabase&)>& use,
+                              std::stop_token stop) {
+    const auto deadline = systemClock().now() + busyPatience;
+    while (true) {
+        try {
+            const std::lock_guard lock(mutex);
+            if (!database)
+                throw MemoryUnavailable(issue.value_or("Conversation memory is unavailable."));
+            return use(*database);
+        } catch (const SqlError& error) {
+            if (error.kind != SqlError::Kind::busy || stop.stop_requested() ||
+                systemClock().now() >= deadline)
+                throw;
+        }
+        systemClock().sleepFor(busyPause, {});
     }
+}
+
+template<typename Result>
+Result MemoryStore::withDatabase(Result otherwise,
+                                 const std::function<Result(MemoryDatabase&)>& use,
+                                 std::stop_token stop) {
+    try {
+        return patiently(use, std::move(stop));
+    } catch (const SqlError& error) {
+        const std::lock_guard lock(mutex);
+        failed(error);
+    } catch (const MemoryUnavailable&) {
+        // The user has been told.
+    }
+    return otherwise;
 }
 
 // The library's own words name no content.
@@ -56,9 +86,10 @@ void MemoryStore::failed(const SqlError& error) {
     log(std::string("[memory] ⚠ ") + error.what());
     switch (error.kind) {
     case SqlError::Kind::full:
-        return raise("The disk is full, so conversations are not remembered for now.");
+        return raise(diskFullSentence);
     case SqlError::Kind::corrupt:
         database.reset();
+        mayOpenLater = false;
         return raise("Conversation memory is unavailable: the history file is damaged. It has been "
                      "left as it was.");
     default:
@@ -71,19 +102,39 @@ void MemoryStore::raise(const std::string& sentence) {
     if (issue == sentence)
         return;
     issue = sentence;
-    if (tellOfIssue)
-        tellOfIssue(sentence);
+    tellUser();
+}
+
+void MemoryStore::tellUser() {
+    if (!tellOfIssue)
+        return;
+    const WallTime now = surroundings.now();
+    const auto [told, isNew] = toldAt.try_emplace(*issue, now);
+    if (!isNew && std::chrono::abs(now - told->second) < tellingPause)
+        return;
+    told->second = now;
+    tellOfIssue(*issue);
 }
 
 void MemoryStore::record(const std::string& sessionID, const std::string& role,
-                         const std::string& text, WallTime timestamp) {
+                         const std::string& text, WallTime timestamp, std::stop_token stop) {
     if (!isEnabled())
         return;
-    withDatabase<bool>(false, [&](MemoryDatabase& open) {
-        open.insert(ConversationTurn{sessionID, role, text, timestamp});
-        issue.reset(); // a full disk may have got room again
-        return true;
-    });
+    openAgain();
+    withDatabase<bool>(
+        false,
+        [&](MemoryDatabase& open) {
+            open.insert(ConversationTurn{sessionID, role, text, timestamp});
+            issue.reset(); // a full disk may have got room again
+            return true;
+        },
+        std::move(stop));
+}
+
+void MemoryStore::openAgain() {
+    const std::lock_guard lock(mutex);
+    if (!database && mayOpenLater)
+        open();
 }
 
 void MemoryStore::summarize(const std::string& sessionID, std::stop_token stop) {
@@ -92,7 +143,7 @@ void MemoryStore::summarize(const std::string& sessionID, std::stop_token stop) 
         return;
     try {
         const std::string sentence = surroundings.summarizer->summarize(conversation, stop);
-        store(sessionID, sentence, conversation.back().timestamp);
+        store({sessionID, sentence, conversation.back().timestamp}, stop);
     } catch (const Cancelled&) {
         throw;
     } catch (const std::exception&) {
@@ -100,25 +151,25 @@ void MemoryStore::summarize(const std::string& sessionID, std::stop_token stop) 
     }
 }
 
-void MemoryStore::store(const std::string& sessionID, const std::string& summary,
-                        WallTime endedAt) {
-    const bool isStored = withDatabase<bool>(false, [&](MemoryDatabase& open) {
-        // Cleared while the sentence was made: then it must not come back.
-        if (open.turns(sessionID).empty())
-            return false;
-        open.insert(ConversationSummary{sessionID, summary, endedAt});
-        return true;
-    });
+void MemoryStore::store(const ConversationSummary& summary, std::stop_token stop) {
+    const bool isStored = withDatabase<bool>(
+        false,
+        [&](MemoryDatabase& open) {
+            // Cleared while the sentence was made: then it must not come back.
+            if (open.turns(summary.sessionID).empty())
+                return false;
+            open.insert(summary);
+            return true;
+        },
+        std::move(stop));
     log(isStored ? "[memory] session summarized" : "[memory] summary generation failed");
 }
 
-void MemoryStore::summarizeLeftOver(std::stop_token stop) {
+std::vector<std::string> MemoryStore::sessionsWithoutSummary() {
     if (!isEnabled())
-        return;
-    const auto sessions = withDatabase<std::vector<std::string>>(
+        return {};
+    return withDatabase<std::vector<std::string>>(
         {}, [](MemoryDatabase& open) { return open.sessionsWithoutSummary(leftOverAtOnce); });
-    for (const std::string& session : sessions)
-        summarize(session, stop);
 }
 
 std::optional<std::string> MemoryStore::recentRecapContext(const std::string& excludedSession) {
@@ -178,20 +229,18 @@ void MemoryStore::clearAll() {
                 failure = std::current_exception();
         }
     };
-    std::unique_lock lock(mutex);
-    const auto others = clearedAlong;
-    attempt([this] {
-        if (!database)
-            throw MemoryUnavailable(issue.value_or("Conversation memory is unavailable."));
-        database->clear();
-    });
-    lock.unlock();
+    attempt([this] { patiently<void>([](MemoryDatabase& open) { open.clear(); }, {}); });
     attempt([] { TavikLog::clearHistory(); });
-    for (const auto& clear : others)
+    for (const auto& clear : allClearedAlong())
         attempt(clear);
     if (failure)
         std::rethrow_exception(failure);
     log("[memory] history cleared");
+}
+
+std::vector<std::function<void()>> MemoryStore::allClearedAlong() {
+    const std::lock_guard lock(mutex);
+    return clearedAlong;
 }
 
 void MemoryStore::alsoClear(std::function<void()> clear) {
@@ -212,8 +261,8 @@ std::optional<std::string> MemoryStore::storageIssue() {
 void MemoryStore::onIssue(std::function<void(const std::string&)> tell) {
     const std::lock_guard lock(mutex);
     tellOfIssue = std::move(tell);
-    if (issue && tellOfIssue)
-        tellOfIssue(*issue);
+    if (issue)
+        tellUser();
 }
 
 } // namespace tavik

@@ -1,16 +1,30 @@
 #include "platform/database/Sqlite.h"
 
+#include <cerrno>
 #include <sqlite3.h>
 
 namespace tavik {
 
 namespace {
 
-constexpr int busyMilliseconds = 2000;
+constexpr std::chrono::milliseconds usualPatience{2000};
 constexpr int instructionsBetweenLooks = 10'000;
 
-SqlError::Kind kindOf(int code) {
+// The library itself takes one of these for a full disk, and that not everywhere.
+bool isForLackOfRoom(sqlite3* database) {
+    int ofFile = 0;
+    sqlite3_file_control(database, "main", SQLITE_FCNTL_LAST_ERRNO, &ofFile);
+    for (const int error : {ofFile, sqlite3_system_errno(database)})
+        if (error == ENOSPC || error == EDQUOT || error == EFBIG)
+            return true;
+    return false;
+}
+
+SqlError::Kind kindOf(int code, sqlite3* database) {
     switch (code & 0xff) {
+    case SQLITE_IOERR:
+    case SQLITE_CANTOPEN:
+        return database && isForLackOfRoom(database) ? SqlError::Kind::full : SqlError::Kind::other;
     case SQLITE_BUSY:
     case SQLITE_LOCKED:
         return SqlError::Kind::busy;
@@ -26,7 +40,8 @@ SqlError::Kind kindOf(int code) {
 
 void check(int code, sqlite3* database) {
     if (code != SQLITE_OK && code != SQLITE_ROW && code != SQLITE_DONE)
-        throw SqlError(kindOf(code), database ? sqlite3_errmsg(database) : sqlite3_errstr(code));
+        throw SqlError(kindOf(code, database),
+                       database ? sqlite3_errmsg(database) : sqlite3_errstr(code));
 }
 
 sqlite3* openFile(const std::string& path, SqlDatabase::Access access) {
@@ -35,9 +50,10 @@ sqlite3* openFile(const std::string& path, SqlDatabase::Access access) {
         access == SqlDatabase::Access::readOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
     const int code = sqlite3_open_v2(path.c_str(), &opened, mode, nullptr);
     if (code != SQLITE_OK) {
-        const std::string description = opened ? sqlite3_errmsg(opened) : sqlite3_errstr(code);
+        const SqlError error(kindOf(code, opened),
+                             opened ? sqlite3_errmsg(opened) : sqlite3_errstr(code));
         sqlite3_close(opened);
-        throw SqlError(kindOf(code), description);
+        throw error;
     }
     return opened;
 }
@@ -99,7 +115,11 @@ std::int64_t SqlStatement::integer(int column) const {
 
 SqlDatabase::SqlDatabase(const std::string& path, Access access)
     : handle(openFile(path, access), sqlite3_close) {
-    sqlite3_busy_timeout(handle.get(), busyMilliseconds);
+    setPatience(usualPatience);
+}
+
+void SqlDatabase::setPatience(std::chrono::milliseconds patience) {
+    sqlite3_busy_timeout(handle.get(), static_cast<int>(patience.count()));
 }
 
 void SqlDatabase::execute(const std::string& statements) {

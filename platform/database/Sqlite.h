@@ -53,9 +53,10 @@ class SqlDatabase {
 public:
     enum class Access { readOnly, readWrite };
 
-    // Opens a file that exists. Waits for other processes for up to two seconds at each step.
-    // Throws SqlError.
+    // Opens a file that exists. Waits for other processes for up to two seconds at each step,
+    // unless told otherwise. Throws SqlError.
     SqlDatabase(const std::string& path, Access access);
+    void setPatience(std::chrono::milliseconds patience);
 
     // Runs statements without parameters; rows are dropped. Throws SqlError.
     void execute(const std::string& statements);

@@ -5,6 +5,7 @@
 #include "tools/stand-ins/services/TemporaryFolder.h"
 
 #include <map>
+#include <thread>
 
 namespace tavik {
 
@@ -43,6 +44,11 @@ protected:
         store().record(session, "user", words, end);
         summarizer->sentence = summary;
         store().summarize(session, {});
+    }
+
+    void catchUp() {
+        for (const std::string& session : store().sessionsWithoutSummary())
+            store().summarize(session, {});
     }
 
     MemoryStore& store() {
@@ -144,11 +150,11 @@ TEST_F(MemoryStoreTest, SumsUpOnceAndCatchesUpLater) {
 
     opened.reset(); // the next start
     summarizer->sentence = "You said hi.";
-    store().summarizeLeftOver({});
+    catchUp();
     EXPECT_THAT(store().recentRecapContext("new"), Optional(HasSubstr("59 minutes ago: You said")));
     summarizer->sentence = "Another sentence.";
     store().summarize("a", {});
-    store().summarizeLeftOver({});
+    catchUp();
     EXPECT_THAT(store().recentRecapContext("new"), Optional(HasSubstr("You said hi.")));
     store().summarize("unknown", {});
     EXPECT_EQ(store().history("", now - 24h, 9).size(), 1u);
@@ -168,7 +174,7 @@ TEST_F(MemoryStoreTest, DoesNothingWhileItIsOff) {
     defaults.set("rememberConversations", false);
     store().record("off", "user", "hello", now);
     store().summarize("off", {});
-    store().summarizeLeftOver({});
+    catchUp();
     EXPECT_EQ(store().recentRecapContext("new"), std::nullopt);
     EXPECT_EQ(store().search("puppies"),
               "Conversation memory is turned off in Settings — nothing to search.");
@@ -213,6 +219,42 @@ TEST_F(MemoryStoreTest, TakesTextsOfEveryKind) {
     }
 }
 
+TEST_F(MemoryStoreTest, WaitsForAnotherProcessAndLetsReadersIn) {
+    remember("before", "You asked about dogs.", now);
+    SqlDatabase other(path, SqlDatabase::Access::readWrite);
+    const auto record = [this](const char* session, std::stop_token stop = {}) {
+        const auto begin = std::chrono::steady_clock::now();
+        store().record(session, "user", "hello", now, std::move(stop));
+        return std::chrono::steady_clock::now() - begin;
+    };
+    std::optional<SqlTransaction> writing(std::in_place, other);
+    {
+        const std::jthread waiting([&] { EXPECT_GE(record("patient"), 300ms); });
+        for (int look = 0; look < 3; ++look) {
+            std::this_thread::sleep_for(100ms);
+            const auto begin = std::chrono::steady_clock::now();
+            EXPECT_THAT(store().recentRecapContext("new"), Optional(HasSubstr("dogs")));
+            EXPECT_LT(std::chrono::steady_clock::now() - begin, 300ms);
+        }
+        writing.reset();
+    }
+    EXPECT_EQ(store().turns("patient").size(), 1u);
+    EXPECT_EQ(store().storageIssue(), std::nullopt);
+
+    writing.emplace(other);
+    std::stop_source quitting;
+    quitting.request_stop();
+    EXPECT_LT(record("quitting", quitting.get_token()), 500ms);
+    EXPECT_LT(record("given up"), 3s);
+    EXPECT_THAT(store().storageIssue(), Optional(HasSubstr("could not be remembered")));
+    EXPECT_THROW(store().clearAll(), SqlError);
+    writing.reset();
+    record("after");
+    EXPECT_EQ(store().storageIssue(), std::nullopt);
+    EXPECT_THAT(store().sessionsWithoutSummary(),
+                testing::UnorderedElementsAre("after", "patient"));
+}
+
 TEST_F(MemoryStoreTest, SaysWhyItIsUnavailableAndWorksOn) {
     writeFile(path, "This is no database, whatever its name says.");
     std::vector<std::string> issues;
@@ -221,7 +263,7 @@ TEST_F(MemoryStoreTest, SaysWhyItIsUnavailableAndWorksOn) {
     EXPECT_EQ(store().storageIssue(), issues.front());
     store().record("a", "user", "hello", now);
     store().summarize("a", {});
-    store().summarizeLeftOver({});
+    catchUp();
     EXPECT_EQ(store().recentRecapContext("new"), std::nullopt);
     EXPECT_EQ(
         store().search("hello"),
