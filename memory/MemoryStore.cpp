@@ -20,7 +20,7 @@ constexpr auto recapReach = 6h;
 // A summary can lie ahead of a clock that was set back a little.
 constexpr auto clockTolerance = 1min;
 constexpr std::size_t printedEntries = 5;
-constexpr std::size_t leftOverAtOnce = 20;
+constexpr std::size_t leftOverAtOnce = 100;
 constexpr auto busyPatience = 2s;
 constexpr auto busyPause = 10ms; // in which other threads get at the database
 constexpr auto tellingPause = 24h;
