@@ -1,5 +1,6 @@
 #include "memory/MemoryDatabase.h"
 
+#include "platform/concurrency/Clock.h"
 #include "platform/files/Folders.h"
 #include "platform/text/Folding.h"
 #include "platform/text/Text.h"
@@ -17,6 +18,8 @@ namespace {
 
 constexpr std::chrono::milliseconds inspectionPatience{300};
 constexpr std::chrono::milliseconds busyPatience{100};
+constexpr std::chrono::milliseconds openingPatience{2000};
+constexpr std::chrono::milliseconds openingPause{10};
 
 // One entry a schema version, from an empty file on. Entries are never changed, only added.
 // Times are microseconds since 1970; a folded text is kept as bytes, which are faster to search.
@@ -118,15 +121,31 @@ void createPrivately(const std::string& path) {
     close(descriptor);
 }
 
+// The library does not wait by itself while another process makes the file one with a write-ahead
+// log.
+std::unique_ptr<SqlDatabase> openPatiently(const std::string& path) {
+    const auto deadline = systemClock().now() + openingPatience;
+    while (true) {
+        try {
+            auto opened = std::make_unique<SqlDatabase>(path, SqlDatabase::Access::readWrite);
+            opened->execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL;"
+                            "PRAGMA secure_delete = ON;");
+            return opened;
+        } catch (const SqlError& error) {
+            if (error.kind != SqlError::Kind::busy || systemClock().now() >= deadline)
+                throw;
+        }
+        systemClock().sleepFor(openingPause, {});
+    }
+}
+
 } // namespace
 
 MemoryDatabase::MemoryDatabase(const std::string& path) {
     inspectIfPresent(path);
     createPrivately(path);
     try {
-        database = std::make_unique<SqlDatabase>(path, SqlDatabase::Access::readWrite);
-        database->execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL;"
-                          "PRAGMA secure_delete = ON;");
+        database = openPatiently(path);
         migrate();
         database->setPatience(busyPatience);
     } catch (const SqlError& error) {
@@ -197,9 +216,9 @@ std::vector<ConversationHistoryEntry> MemoryDatabase::history(const std::string&
                                                               WallTime since, std::size_t limit) {
     SqlStatement rows = database->prepare(
         "SELECT session, summary, ended_at FROM summaries WHERE ended_at >= ?1 AND ("
-        "    instr(folded, ?2) > 0 OR EXISTS ("
+        "    holds(folded, ?2) OR EXISTS ("
         "        SELECT 1 FROM turns WHERE turns.session = summaries.session"
-        "        AND turns.timestamp >= ?1 AND instr(turns.folded, ?2) > 0)) "
+        "        AND turns.timestamp >= ?1 AND holds(turns.folded, ?2))) "
         "ORDER BY ended_at DESC, id DESC LIMIT ?3");
     rows.bind(1, microseconds(since))
         .bindBytes(2, folded(storable(query)))

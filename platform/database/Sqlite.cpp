@@ -1,6 +1,7 @@
 #include "platform/database/Sqlite.h"
 
 #include <cerrno>
+#include <cstring>
 #include <sqlite3.h>
 
 namespace tavik {
@@ -67,6 +68,18 @@ int interruptWhenPast(void* deadline) {
     return isPast(deadline) ? 1 : 0;
 }
 
+// instr() can take minutes over texts that are long and alike.
+void holds(sqlite3_context* context, int, sqlite3_value** values) {
+    const auto size = [&](int index) {
+        return static_cast<std::size_t>(sqlite3_value_bytes(values[index]));
+    };
+    const void* whole = sqlite3_value_blob(values[0]); // null when empty
+    const void* part = sqlite3_value_blob(values[1]);
+    const bool isThere =
+        size(1) == 0 || (size(0) > 0 && memmem(whole, size(0), part, size(1)) != nullptr);
+    sqlite3_result_int(context, isThere ? 1 : 0);
+}
+
 } // namespace
 
 SqlStatement::SqlStatement(Handle prepared)
@@ -116,6 +129,9 @@ std::int64_t SqlStatement::integer(int column) const {
 SqlDatabase::SqlDatabase(const std::string& path, Access access)
     : handle(openFile(path, access), sqlite3_close) {
     setPatience(usualPatience);
+    check(sqlite3_create_function(handle.get(), "holds", 2, SQLITE_UTF8 | SQLITE_DETERMINISTIC,
+                                  nullptr, holds, nullptr, nullptr),
+          handle.get());
 }
 
 void SqlDatabase::setPatience(std::chrono::milliseconds patience) {

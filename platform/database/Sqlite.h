@@ -58,6 +58,9 @@ public:
     SqlDatabase(const std::string& path, Access access);
     void setPatience(std::chrono::milliseconds patience);
 
+    // Statements may use holds(BLOB, BLOB), which tells whether the second is somewhere in the
+    // first, in a time that grows no faster than their sizes.
+
     // Runs statements without parameters; rows are dropped. Throws SqlError.
     void execute(const std::string& statements);
     SqlStatement prepare(std::string_view statement);

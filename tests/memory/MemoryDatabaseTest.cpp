@@ -124,12 +124,34 @@ TEST(MemoryDatabase, LeavesAFileAloneThatItCannotUse) {
         EXPECT_TRUE(readFile(path) == before) << reason;
         EXPECT_FALSE(std::filesystem::exists(path + "-journal"));
     }
+    const std::string crashed = folder.file("crashed"); // only its write-ahead log tells
+    {
+        std::filesystem::remove(path);
+        fill(path);
+        SqlDatabase newer(path, SqlDatabase::Access::readWrite);
+        newer.execute("PRAGMA user_version=9");
+        std::filesystem::copy_file(path, crashed);
+        std::filesystem::copy_file(path + "-wal", crashed + "-wal");
+    }
+    const std::string before = readFile(crashed) + readFile(crashed + "-wal");
+    EXPECT_THAT(sentenceOf(crashed), HasSubstr("newer version"));
+    EXPECT_TRUE(readFile(crashed) + readFile(crashed + "-wal") == before);
     std::filesystem::create_directory(folder.file("folder"));
     EXPECT_THAT(sentenceOf(folder.file("folder")), HasSubstr("is no file"));
     EXPECT_TRUE(std::filesystem::is_empty(folder.file("folder")));
     EXPECT_THAT(sentenceOf("/proc/none/store"), HasSubstr("cannot be made"));
     writeFile(folder.file("empty"), "");
     EXPECT_EQ(sentenceOf(folder.file("empty")), "");
+}
+
+TEST(MemoryDatabase, MayBeMadeByManyAtOnce) {
+    const TemporaryFolder folder;
+    for (int round = 0; round < 40; ++round) {
+        std::vector<std::jthread> threads;
+        for (int user = 0; user < 6; ++user)
+            threads.emplace_back(
+                [path = folder.file(std::to_string(round))] { EXPECT_EQ(sentenceOf(path), ""); });
+    }
 }
 
 TEST(MemoryDatabase, IsPrivateAndMayBeSharedByProcesses) {

@@ -215,6 +215,8 @@ TEST_F(MemoryStoreTest, TakesTextsOfEveryKind) {
         remember("session", text.empty() ? "nothing" : text.substr(0, 1000), now, text);
         EXPECT_TRUE(store().turns("session").back().text == kept);
         EXPECT_THAT(store().search(text), StartsWith(mediumDateShortTime(now)));
+        EXPECT_THAT(store().search(std::string(text.size() / 2, 'x') + "y"),
+                    StartsWith("No match for \""));
         store().clearAll();
     }
 }
