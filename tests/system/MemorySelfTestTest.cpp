@@ -72,6 +72,27 @@ void answerInDrops(Peer& peer) {
     }
 }
 
+// A home folder of 64 KiB, which is too little for the store, in a program of its own.
+class OnFullDisk {
+public:
+    explicit OnFullDisk(const char* argument)
+        : tavik({.arguments = {"unshare", "--user", "--map-root-user", "--mount", "sh", "-c",
+                               "mount -t tmpfs -o size=64k none \"$HOME\" && echo begun && "
+                               "exec \"$0\" $1",
+                               TAVIK_PROGRAM, argument},
+                 .environment = {{"HOME", home.path()}},
+                 .outputPath = outside.file("output"),
+                 .input = ""}) {}
+
+    ChildProcess& process() { return tavik; }
+    std::string output() const { return readFile(outside.file("output")); }
+
+private:
+    const TemporaryFolder home;
+    const TemporaryFolder outside;
+    ChildProcess tavik; // last: it uses the folders
+};
+
 } // namespace
 
 TEST(MemorySelfTestRun, RemembersOnItsOwn) {
@@ -150,26 +171,30 @@ TEST(MemorySelfTestRun, SaysThatTheStoreIsDamagedAndGoesOn) {
     EXPECT_EQ(readFile(path), damaged);
 }
 
-TEST(MemorySelfTestRun, GoesOnWithAFullDisk) {
-    const TemporaryFolder folder;
-    ChildProcess tavik({.arguments = {"unshare", "--user", "--map-root-user", "--mount", "sh", "-c",
-                                      "mount -t tmpfs -o size=64k none \"$HOME\" && echo begun && "
-                                      "exec \"$0\" --selftest-memory",
-                                      TAVIK_PROGRAM},
-                        .environment = {{"HOME", folder.path()}},
-                        .outputPath = folder.path() + ".output",
-                        .input = ""});
-    const auto status = tavik.waitFor(20s);
-    const std::string output = readFile(folder.path() + ".output");
-    std::remove((folder.path() + ".output").c_str());
+TEST(MemorySelfTestRun, GoesOnWithAFullDiskAndTellsOfItOnce) {
+    const std::string notice = "The disk is full, so conversations are not remembered for now.\n";
+    OnFullDisk selfTest("--selftest-memory");
+    const auto status = selfTest.process().waitFor(20s);
+    const std::string output = selfTest.output();
     if (!output.starts_with("begun"))
         GTEST_SKIP() << "no file system of our own can be mounted here: " << output;
     EXPECT_EQ(status, 0);
-    const std::string notice = "The disk is full, so conversations are not remembered for now.\n";
-    EXPECT_THAT(output, HasSubstr(notice));
+    EXPECT_THAT(output, HasSubstr("[memory] ⚠ " + notice));
     EXPECT_EQ(output.find(notice), output.rfind(notice));
     EXPECT_THAT(output, HasSubstr("[selftest-memory] FAIL"));
     EXPECT_THAT(output, HasSubstr("DONE"));
+
+    OnFullDisk app("");
+    const auto says = [&](const std::string& text) {
+        const auto deadline = std::chrono::steady_clock::now() + 20s;
+        while (app.output().find(text) == std::string::npos &&
+               std::chrono::steady_clock::now() < deadline)
+            std::this_thread::sleep_for(20ms);
+        return app.output().find(text) != std::string::npos;
+    };
+    EXPECT_TRUE(says("[tavik] " + notice));
+    EXPECT_TRUE(says("Listening is off."));
+    EXPECT_EQ(app.process().terminate(5s), 0);
 }
 
 } // namespace tavik
