@@ -12,12 +12,16 @@ namespace {
 // Connects the audio thread with an utterance for as long as it lives.
 class CaptureStream {
 public:
-    CaptureStream(SharedVoiceState& sharedState, Utterance& utterance, Clock::Instant now)
+    CaptureStream(SharedVoiceState& sharedState, Utterance& utterance, Clock::Instant now,
+                  Clock::Duration onsetTimeout)
         : state(sharedState) {
         state.with([&](VoiceState& shared) {
-            resetVoiceDetector(shared, now);
+            resetVoiceDetector(shared, now, onsetTimeout);
             shared.commandCont = &utterance;
             shared.mode = VoiceState::Mode::command;
+            // Nothing fills the rings meanwhile: a wake phrase in them would be heard again.
+            shared.ring.clear();
+            shared.sttRing.clear();
         });
     }
     ~CaptureStream() {
@@ -48,8 +52,8 @@ std::string CommandCapture::transcribeCommand(Clock::Duration onsetTimeout,
         const auto utterance = transcriber.begin();
         End end = End::notYet;
         {
-            const CaptureStream stream(state, *utterance, clock.now());
-            end = waitForEnd(onsetTimeout, isAbandoned, stop);
+            const CaptureStream stream(state, *utterance, clock.now(), onsetTimeout);
+            end = waitForEnd(isAbandoned, stop);
         }
         return end == End::complete ? trimmed(utterance->finish(std::move(stop))) : "";
     } catch (const TranscriberError& error) {
@@ -58,27 +62,25 @@ std::string CommandCapture::transcribeCommand(Clock::Duration onsetTimeout,
     }
 }
 
-CommandCapture::End CommandCapture::waitForEnd(Clock::Duration onsetTimeout,
-                                               const std::function<bool()>& isAbandoned,
+CommandCapture::End CommandCapture::waitForEnd(const std::function<bool()>& isAbandoned,
                                                std::stop_token stop) {
     const auto started = clock.now();
     while (true) {
         clock.sleepFor(tuning::CAPTURE_POLL, stop);
         if (isAbandoned())
-            return End::givenUp;
-        if (const End end = judge(started, onsetTimeout); end != End::notYet)
+            return End::nothingHeard;
+        if (const End end = judge(started); end != End::notYet)
             return end;
     }
 }
 
-CommandCapture::End CommandCapture::judge(Clock::Instant started, Clock::Duration onsetTimeout) {
+CommandCapture::End CommandCapture::judge(Clock::Instant started) {
     const auto now = clock.now();
     return state.with([&](const VoiceState& shared) {
-        if (shared.sessionCancelled)
-            return End::givenUp;
         if (!shared.heardSpeech)
-            return now - started > onsetTimeout ? End::nothingHeard : End::notYet;
-        if (now - shared.lastVoiceTime > tuning::END_SILENCE || now - started > tuning::MAX_COMMAND)
+            return now >= shared.onsetDeadline ? End::nothingHeard : End::notYet;
+        if (shared.isCommandOver || now - shared.lastVoiceTime >= tuning::END_SILENCE ||
+            now - started >= tuning::MAX_COMMAND)
             return End::complete;
         return End::notYet;
     });

@@ -5,44 +5,65 @@
 #include "brains/Brain.h"
 #include "platform/concurrency/Cancelled.h"
 #include "platform/text/Text.h"
+#include "voice/Cues.h"
+#include "voice/Ears.h"
+#include "voice/InterruptWatcher.h"
 #include "voice/PhraseMatching.h"
 
 #include <fmt/format.h>
+#include <optional>
 
 namespace tavik {
 
 namespace {
 
-// Marks a conversation as going on, for as long as it lives.
-class ActiveSession {
+using Ends = std::stop_source VoiceState::*;
+
+// A part of the loop's work that others can end, for as long as it lives; it ends with the whole
+// that it is a part of, too.
+class Stoppable {
 public:
-    explicit ActiveSession(SharedVoiceState& sharedState)
-        : state(sharedState) {
-        state.with([](VoiceState& shared) {
-            shared.sessionActive = true;
-            shared.sessionCancelled = false;
-            shared.interruptRequested = false;
-        });
+    Stoppable(SharedVoiceState& sharedState, Ends stoppedBy, std::stop_token whole)
+        : state(sharedState)
+        , place(stoppedBy)
+        , withTheWhole(std::move(whole), Forward{source}) {
+        put(source);
     }
-    ~ActiveSession() {
-        state.with([](VoiceState& shared) { shared.sessionActive = false; });
-    }
-    ActiveSession(const ActiveSession&) = delete;
-    ActiveSession& operator=(const ActiveSession&) = delete;
+    ~Stoppable() { put(std::stop_source(std::nostopstate)); }
+    Stoppable(const Stoppable&) = delete;
+    Stoppable& operator=(const Stoppable&) = delete;
+
+    std::stop_token token() const { return source.get_token(); }
 
 private:
+    struct Forward {
+        std::stop_source& source;
+        void operator()() const { source.request_stop(); }
+    };
+
+    void put(const std::stop_source& ends) {
+        state.with([&](VoiceState& shared) {
+            shared.*place = ends;
+            shared.sessionActive = shared.session.stop_possible();
+        });
+    }
+
     SharedVoiceState& state;
+    const Ends place;
+    std::stop_source source;
+    std::stop_callback<Forward> withTheWhole;
 };
 
 } // namespace
 
 Conversation::Conversation(const VoiceServices& voiceServices, const VoiceCallbacks& voiceCallbacks,
-                           SharedVoiceState& sharedState, Transcriber& transcriber)
+                           SharedVoiceState& sharedState, Ears& theEars)
     : services(voiceServices)
     , callbacks(voiceCallbacks)
     , state(sharedState)
+    , ears(theEars)
     , sessionID(makeSessionID())
-    , capture(voiceServices.clock, sharedState, transcriber)
+    , capture(voiceServices.clock, sharedState, *theEars.commands)
     , speaker(voiceServices, sharedState) {}
 
 Conversation::~Conversation() {
@@ -51,18 +72,28 @@ Conversation::~Conversation() {
 }
 
 void Conversation::run(Task<bool>* verify, std::stop_token stop) {
-    const ActiveSession active(state);
+    const Stoppable untilTheOrbIsClicked(state, &VoiceState::session, stop);
+    const InterruptWatcher watcher(services, state, ears);
+    try {
+        converse(verify, untilTheOrbIsClicked.token());
+    } catch (const Cancelled&) {
+        throwIfStopped(stop);
+        log("✋ conversation cancelled (orb click)");
+    }
+}
+
+void Conversation::converse(Task<bool>* verify, std::stop_token stop) {
     callbacks.onPhase({TavikPhase::Kind::listening, ""});
     std::string command = captureFirstCommand(verify, stop);
-    bool isFollowUp = false;
-    while (!isCancelled() && !command.empty()) {
-        if (respond(command, isFollowUp, stop) == Next::end || isCancelled())
+    for (bool isFollowUp = false; !command.empty(); isFollowUp = true) {
+        throwIfStopped(stop);
+        const Next next = respond(command, isFollowUp, stop);
+        if (next == Next::end)
             break;
-        command = captureNextCommand(stop);
-        isFollowUp = true;
+        throwIfStopped(stop);
+        command = captureNextCommand(next, stop);
     }
-    if (isCancelled())
-        log("✋ conversation cancelled (orb click)");
+    throwIfStopped(stop);
 }
 
 std::string Conversation::captureFirstCommand(Task<bool>* verify, std::stop_token stop) {
@@ -73,13 +104,11 @@ std::string Conversation::captureFirstCommand(Task<bool>* verify, std::stop_toke
         return isGenuine == false;
     };
     std::string command = capture.transcribeCommand(tuning::ONSET_TIMEOUT, isRejected, stop);
-    if (!verify || isCancelled())
+    if (!verify)
         return command;
-    if (!isGenuine) {
-        const auto forwarding = verify->cancelWith(stop);
-        isGenuine = verify->get();
-    }
-    if (!*isGenuine) {
+    while (!isGenuine && !verify->isDone())
+        services.clock.sleepFor(tuning::VERIFY_POLL, stop);
+    if (isRejected()) {
         log("🔕 wake rejected — audio didn't transcribe to \"Vessa\"");
         return "";
     }
@@ -88,17 +117,16 @@ std::string Conversation::captureFirstCommand(Task<bool>* verify, std::stop_toke
     return command;
 }
 
-std::string Conversation::captureNextCommand(std::stop_token stop) {
+std::string Conversation::captureNextCommand(Next next, std::stop_token stop) {
     callbacks.onPhase({TavikPhase::Kind::listening, ""});
-    if (isInterrupted()) {
+    if (next == Next::newCommand) {
         log("✋ interrupted — listening for the new command");
+        playCue(services.audio, Cue::pop, stop);
         services.clock.sleepFor(tuning::BARGE_IN_PAUSE, stop);
-        state.with([](VoiceState& shared) { shared.interruptRequested = false; });
     } else {
         log("👂 listening for a follow-up…");
     }
-    return capture.transcribeCommand(
-        tuning::FOLLOWUP_WINDOW, [] { return false; }, std::move(stop));
+    return capture.transcribeCommand(tuning::FOLLOWUP_WINDOW, std::move(stop));
 }
 
 Conversation::Next Conversation::respond(const std::string& command, bool isFollowUp,
@@ -108,11 +136,13 @@ Conversation::Next Conversation::respond(const std::string& command, bool isFoll
     remember("user", command);
     if (isPausePhrase(command)) {
         log("🔇 pause phrase — pausing listening completely");
+        playCue(services.audio, Cue::basso, stop);
         callbacks.onPauseListening();
         return Next::end;
     }
     if (isStopPhrase(command)) {
         log("🛑 stop phrase — ending the conversation");
+        playCue(services.audio, Cue::tink, stop);
         return Next::end;
     }
     if (!hasSession(stop)) {
@@ -132,33 +162,40 @@ bool Conversation::hasSession(std::stop_token stop) {
     return session != nullptr;
 }
 
-void Conversation::remember(const std::string& role, const std::string& text) {
-    services.remember(sessionID, role, text);
-    isRemembered = true;
+Conversation::Next Conversation::answer(const std::string& command, std::stop_token stop) {
+    const Stoppable untilInterrupted(state, &VoiceState::answer, stop);
+    try {
+        return thinkAndSpeak(command, untilInterrupted.token());
+    } catch (const Cancelled&) {
+        throwIfStopped(stop);
+        return Next::newCommand;
+    }
 }
 
-Conversation::Next Conversation::answer(const std::string& command, std::stop_token stop) {
+Conversation::Next Conversation::thinkAndSpeak(const std::string& command, std::stop_token stop) {
     try {
         callbacks.onPhase({TavikPhase::Kind::thinking, ""});
-        const AgentResult result = think(command, stop);
+        const auto isInterrupted = [&stop] { return stop.stop_requested(); };
+        const AgentResult result = session->handle(command, isInterrupted, stop);
+        if (result.text.empty())
+            throwIfStopped(stop);
         log(fmt::format("[voice] answer received: {} characters", characterCount(result.text)));
         if (!result.text.empty()) {
             remember("assistant", result.text);
             speak(result.text, stop);
         }
-        return concludeAnswer(result);
+        return conclude(result);
     } catch (const Cancelled&) {
-        // Our own end, or only that of the thinking: an interruption or the orb.
-        throwIfStopped(stop);
+        throw;
     } catch (const BrainError& error) {
-        apologise(error, error.message, stop);
+        apologise(error, error.message, std::move(stop));
     } catch (const std::exception& error) {
-        apologise(error, "", stop);
+        apologise(error, "", std::move(stop));
     }
-    return Next::listen;
+    return Next::followUp;
 }
 
-Conversation::Next Conversation::concludeAnswer(const AgentResult& result) {
+Conversation::Next Conversation::conclude(const AgentResult& result) {
     switch (result.outcome) {
     case AgentOutcome::endConversation:
         log("🛑 end_conversation — ending the conversation");
@@ -170,20 +207,7 @@ Conversation::Next Conversation::concludeAnswer(const AgentResult& result) {
     case AgentOutcome::normal:
         break;
     }
-    return Next::listen;
-}
-
-AgentResult Conversation::think(const std::string& command, std::stop_token stop) {
-    std::stop_source task;
-    const std::stop_callback withTheLoop(stop, [&task] { task.request_stop(); });
-    const bool isAlreadyOver = state.with([&](VoiceState& shared) {
-        shared.agentTask = task;
-        return shared.interruptRequested || shared.sessionCancelled;
-    });
-    if (isAlreadyOver)
-        throw Cancelled();
-    return session->handle(
-        command, [this] { return isInterrupted() || isCancelled(); }, task.get_token());
+    return Next::followUp;
 }
 
 void Conversation::apologise(const std::exception& error, const std::string& sentence,
@@ -194,16 +218,14 @@ void Conversation::apologise(const std::exception& error, const std::string& sen
 }
 
 void Conversation::speak(const std::string& text, std::stop_token stop) {
+    throwIfStopped(stop);
     callbacks.onPhase({TavikPhase::Kind::speaking, ""});
     speaker.speakAndWait(text, std::move(stop));
 }
 
-bool Conversation::isCancelled() {
-    return state.with([](const VoiceState& shared) { return shared.sessionCancelled; });
-}
-
-bool Conversation::isInterrupted() {
-    return state.with([](const VoiceState& shared) { return shared.interruptRequested; });
+void Conversation::remember(const std::string& role, const std::string& text) {
+    services.remember(sessionID, role, text);
+    isRemembered = true;
 }
 
 } // namespace tavik

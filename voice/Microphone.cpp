@@ -2,25 +2,17 @@
 
 #include "app/Log.h"
 #include "platform/audio/Resampler.h"
-#include "platform/concurrency/Cancelled.h"
-#include "platform/concurrency/ThreadName.h"
+#include "platform/concurrency/Clock.h"
 #include "platform/defaults/UserDefaults.h"
 #include "platform/recognition/Transcriber.h"
 #include "voice/VoiceDetector.h"
 
 #include <algorithm>
 #include <fmt/format.h>
-#include <stdexcept>
 
 namespace tavik {
 
 namespace {
-
-// The front-end cannot be built; `what()` is the message for the user.
-class MicrophoneError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
 
 std::string nameOf(const std::optional<AudioDevice>& device) {
     return device ? device->name : "none";
@@ -41,39 +33,44 @@ struct Microphone::Engine {
 };
 
 Microphone::Microphone(const VoiceServices& voiceServices, const VoiceCallbacks& voiceCallbacks,
-                       SharedVoiceState& sharedState, std::function<void()> onFailed)
+                       SharedVoiceState& sharedState,
+                       std::function<void(const std::string&)> failed)
     : services(voiceServices)
     , callbacks(voiceCallbacks)
     , state(sharedState)
-    , failed(std::move(onFailed)) {}
+    , watchdog(voiceServices.clock, sharedState,
+               {
+                   .rebuild =
+                       [this](std::stop_token stop) {
+                           engine.reset();
+                           buildEngine(std::move(stop));
+                       },
+                   .routeIsUnchanged = [this] { return routeIsUnchanged(); },
+                   .failed = std::move(failed),
+               }) {}
 
 Microphone::~Microphone() {
     services.audio.watchRoutes({});
-    watcher.request_stop();
-    if (watcher.joinable())
-        watcher.join();
+    watchdog.stop();
     engine.reset();
 }
 
-bool Microphone::start(std::stop_token stop) {
-    if (!buildEngine(std::move(stop)))
-        return false;
-    services.audio.watchRoutes([this] { scheduleRebind(false); });
-    watcher = std::jthread([this](std::stop_token watching) { watch(std::move(watching)); });
-    return true;
+void Microphone::start(std::stop_token stop) {
+    buildEngine(std::move(stop));
+    try {
+        services.audio.watchRoutes([this] { watchdog.routeChanged(); });
+    } catch (const AudioError& error) {
+        throw MicrophoneError(std::string("Microphone start failed: ") + error.what());
+    }
+    watchdog.start();
 }
 
-bool Microphone::buildEngine(std::stop_token stop) {
+void Microphone::buildEngine(std::stop_token stop) {
     try {
         open(chooseInput(std::move(stop)));
-        return true;
-    } catch (const MicrophoneError& error) {
-        callbacks.onPhase(TavikPhase::error(error.what()));
     } catch (const AudioError& error) {
-        callbacks.onPhase(
-            TavikPhase::error(std::string("Microphone start failed: ") + error.what()));
+        throw MicrophoneError(std::string("Microphone start failed: ") + error.what());
     }
-    return false;
 }
 
 AudioDevice Microphone::chooseInput(std::stop_token stop) {
@@ -114,30 +111,32 @@ void Microphone::open(const AudioDevice& device) {
             "The selected microphone isn't providing audio (invalid format). Pick "
             "another input in Settings.");
     log("[mic] negotiated format: " + describe(device.format));
+    state.with([](VoiceState& shared) { shared.everReceivedTap = false; });
+    engine = record(device);
+    const auto output = services.audio.defaultOutput();
+    boundInputID = device.id;
+    boundOutputID = idOf(output);
+    log(fmt::format("[mic] engine running (input {}, output {})", device.name, nameOf(output)));
+    watchdog.arm();
+}
+
+std::unique_ptr<Microphone::Engine> Microphone::record(const AudioDevice& device) {
     std::unique_ptr<Engine> opened;
     try {
         opened = std::make_unique<Engine>(device.format);
     } catch (const AudioError&) {
         throw MicrophoneError("Couldn't set up audio conversion for this microphone.");
     }
-    state.with([](VoiceState& shared) { shared.everReceivedTap = false; });
-    Engine& owner = *opened;
     opened->capture = services.audio.openCapture(
         device,
-        [this, &owner](std::span<const float> samples, const AudioFormat&) {
+        [this, &owner = *opened](std::span<const float> samples, const AudioFormat&) {
             handleTap(owner, samples);
         },
         [this](const std::string& reason) {
             log("[mic] ⚠ the recording ended: " + reason);
-            scheduleRebind(true);
+            watchdog.captureLost();
         });
-    engine = std::move(opened);
-    const auto output = services.audio.defaultOutput();
-    boundInputID = device.id;
-    boundOutputID = idOf(output);
-    log(fmt::format("[mic] engine running (input {}, output {})", device.name, nameOf(output)));
-    const std::lock_guard lock(mutex);
-    silentAt = services.clock.now() + tuning::WATCHDOG;
+    return opened;
 }
 
 void Microphone::handleTap(Engine& owner, std::span<const float> samples) {
@@ -150,65 +149,12 @@ void Microphone::handleTap(Engine& owner, std::span<const float> samples) {
             shared.ring.append(mono);
             shared.sttRing.append(mono);
         } else if (shared.commandCont) {
-            shared.commandCont->feed(mono);
             detectVoice(shared, level, now);
+            if (!shared.isCommandOver)
+                shared.commandCont->feed(mono);
         }
     });
     callbacks.onLevel(static_cast<float>(level));
-}
-
-void Microphone::scheduleRebind(bool lost) {
-    {
-        const std::lock_guard lock(mutex);
-        rebindAt = services.clock.now() + tuning::ROUTE_DEBOUNCE;
-        captureLost = captureLost || lost;
-    }
-    changed.notify_all();
-}
-
-void Microphone::watch(std::stop_token stop) {
-    nameThisThread("ai.tavik.route");
-    constexpr auto never = std::chrono::hours(24);
-    try {
-        bool isAlive = true;
-        while (isAlive) {
-            std::unique_lock lock(mutex);
-            const auto next = std::min(rebindAt.value_or(services.clock.now() + never),
-                                       silentAt.value_or(services.clock.now() + never));
-            services.clock.waitUntil(lock, changed, stop, next, [&] {
-                return rebindAt.value_or(next) < next || silentAt.value_or(next) < next;
-            });
-            const auto now = services.clock.now();
-            const bool settled = rebindAt && now >= *rebindAt;
-            const bool expired = silentAt && now >= *silentAt;
-            lock.unlock();
-            if (settled)
-                isAlive = onRouteSettled(stop);
-            else if (expired)
-                isAlive = onWatchdog(stop);
-        }
-    } catch (const Cancelled&) {
-        // The loop stops; so does the watching.
-    }
-}
-
-bool Microphone::onRouteSettled(std::stop_token stop) {
-    bool lost = false;
-    {
-        const std::lock_guard lock(mutex);
-        rebindAt.reset();
-        lost = std::exchange(captureLost, false);
-    }
-    if (!lost && routeIsUnchanged())
-        return true;
-    log("[mic] audio route changed — rebinding the audio front-end");
-    if (rebindAudio(std::move(stop))) {
-        log("[mic] rebound — session preserved");
-        return true;
-    }
-    log("[mic] ⚠ rebind failed — stopping the loop (error already reported)");
-    failed();
-    return false;
 }
 
 // The server also tells of changes that do not concern us, our own choice of an input among them.
@@ -219,42 +165,6 @@ bool Microphone::routeIsUnchanged() {
     } catch (const AudioError&) {
         return false;
     }
-}
-
-bool Microphone::rebindAudio(std::stop_token stop) {
-    engine.reset();
-    return buildEngine(std::move(stop));
-}
-
-bool Microphone::onWatchdog(std::stop_token stop) {
-    {
-        const std::lock_guard lock(mutex);
-        silentAt.reset();
-    }
-    const int count = state.with([](VoiceState& shared) {
-        shared.micRetryCount = shared.everReceivedTap ? 0 : shared.micRetryCount + 1;
-        return shared.micRetryCount;
-    });
-    if (count == 0)
-        return true;
-    if (count <= tuning::SILENT_RETRIES) {
-        log(fmt::format(
-            "[mic] no audio after 5s (silent retry {}/{}) — rebuilding the audio front-end", count,
-            tuning::SILENT_RETRIES));
-        if (rebindAudio(std::move(stop)))
-            return true;
-        log("[mic] ⚠ silent retry failed to even start — surfacing the error");
-    } else {
-        log(fmt::format(
-            "[mic] ⚠ FATAL: engine running but the tap never fired in 5s after {} silent "
-            "retries — device is not delivering audio",
-            tuning::SILENT_RETRIES));
-        callbacks.onPhase(
-            TavikPhase::error("The microphone isn't delivering any audio. Try another "
-                              "input device in Settings."));
-    }
-    failed();
-    return false;
 }
 
 } // namespace tavik

@@ -1,75 +1,63 @@
 #pragma once
 
 #include "platform/audio/AudioServer.h"
-#include "platform/concurrency/Clock.h"
+#include "voice/MicrophoneWatchdog.h"
 #include "voice/VoiceServices.h"
 #include "voice/VoiceState.h"
 
-#include <condition_variable>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
+#include <stdexcept>
 #include <string>
-#include <thread>
 
 namespace tavik {
 
-class Resampler;
+// The front-end cannot be built; `what()` is the message for the user.
+class MicrophoneError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
 
-// The microphone front-end: records the chosen input, feeds the rings or the command in progress,
-// and rebuilds itself when the route changes, the device disappears or nothing arrives. A thread of
-// its own does the watching and the rebuilding.
+// The microphone front-end: records the chosen input and feeds the rings or the command in
+// progress. It is built anew when the route changes, the device disappears or nothing arrives; a
+// capture in progress goes on with the new device.
 class Microphone {
 public:
-    // `failed` is called once, from that thread, when it gives up; the error phase was reported
-    // before.
+    // `failed` is called once, from a thread of its own, with the message for the user, when the
+    // front-end cannot be built again.
     Microphone(const VoiceServices& services, const VoiceCallbacks& callbacks,
-               SharedVoiceState& state, std::function<void()> failed);
+               SharedVoiceState& state, std::function<void(const std::string&)> failed);
     ~Microphone();
     Microphone(const Microphone&) = delete;
     Microphone& operator=(const Microphone&) = delete;
 
-    // Opens the device and starts watching. False on failure, which was reported as phase `error`.
-    // Throws Cancelled.
-    bool start(std::stop_token stop);
+    // Opens the device and starts watching. Throws MicrophoneError and Cancelled.
+    void start(std::stop_token stop);
 
 private:
     // A device that is being recorded.
     struct Engine;
 
-    bool buildEngine(std::stop_token stop);
+    void buildEngine(std::stop_token stop);
     AudioDevice chooseInput(std::stop_token stop);
     AudioDevice savedInput(const std::string& name, std::stop_token stop);
     AudioDevice defaultInput();
     void open(const AudioDevice& device);
+    std::unique_ptr<Engine> record(const AudioDevice& device);
     void handleTap(Engine& owner, std::span<const float> samples);
-
-    void watch(std::stop_token stop);
-    // Both tell whether the front-end is still alive.
-    bool onRouteSettled(std::stop_token stop);
-    bool onWatchdog(std::stop_token stop);
-    bool rebindAudio(std::stop_token stop);
     bool routeIsUnchanged();
-    void scheduleRebind(bool captureLost);
 
     const VoiceServices& services;
     const VoiceCallbacks& callbacks;
     SharedVoiceState& state;
-    const std::function<void()> failed;
 
     // Used before the watching begins, and then only by the watching thread.
     std::unique_ptr<Engine> engine;
     std::optional<std::uint32_t> boundInputID;
     std::optional<std::uint32_t> boundOutputID;
 
-    std::mutex mutex;
-    std::condition_variable_any changed;
-    std::optional<Clock::Instant> rebindAt; // guarded by mutex; when the route has been quiet
-    std::optional<Clock::Instant> silentAt; // guarded by mutex; when a silent engine is given up
-    bool captureLost = false;               // guarded by mutex
-
-    std::jthread watcher; // last: it uses all of the above
+    MicrophoneWatchdog watchdog; // last: its thread uses all of the above
 };
 
 } // namespace tavik

@@ -38,6 +38,30 @@ std::optional<Voice> bestEnglish(const std::vector<Voice>& installed) {
     return samantha ? samantha : firstVoice(installed, isAmerican);
 }
 
+// A text is being spoken for as long as it lives; at its end there is silence, whatever ends it.
+class Speaking {
+public:
+    Speaking(SpeechOutput& output, SharedVoiceState& sharedState)
+        : speech(output)
+        , state(sharedState) {
+        mark(true);
+    }
+    ~Speaking() {
+        speech.stopSpeaking();
+        mark(false);
+    }
+    Speaking(const Speaking&) = delete;
+    Speaking& operator=(const Speaking&) = delete;
+
+private:
+    void mark(bool isSpeaking) {
+        state.with([isSpeaking](VoiceState& shared) { shared.isSpeaking = isSpeaking; });
+    }
+
+    SpeechOutput& speech;
+    SharedVoiceState& state;
+};
+
 } // namespace
 
 std::optional<Voice> chooseVoice(const std::string& voiceId, const std::vector<Voice>& installed) {
@@ -65,26 +89,15 @@ std::optional<Voice> Speaker::current() {
 }
 
 void Speaker::speakAndWait(const std::string& text, std::stop_token stop) {
-    // Whatever ends the wait, a text that is still being spoken falls silent.
-    struct Silence {
-        SpeechOutput& speech;
-        ~Silence() { speech.stopSpeaking(); }
-    };
     try {
-        const Silence atTheEnd{services.speech};
+        const Speaking speaking(services.speech, state);
         services.speech.speak(text, current());
         services.clock.sleepFor(tuning::SPEECH_START, stop);
-        while (!isSilenced() && services.speech.isSpeaking())
+        while (services.speech.isSpeaking())
             services.clock.sleepFor(tuning::SPEECH_POLL, stop);
     } catch (const SpeechError& error) {
         log(std::string("[voice] ⚠ couldn't speak: ") + error.what());
     }
-}
-
-bool Speaker::isSilenced() {
-    return state.with([](const VoiceState& shared) {
-        return shared.sessionCancelled || shared.interruptRequested;
-    });
 }
 
 } // namespace tavik

@@ -25,13 +25,11 @@ public:
     // missing.
     std::optional<Voice> current();
 
-    // Blocks until `text` is spoken, or an interruption or the orb silenced it. A speech service
-    // that fails is logged: the text is lost, the conversation goes on. Throws Cancelled, silenced.
+    // Blocks until `text` is spoken. A speech service that fails is logged: the text is lost, the
+    // conversation goes on. Throws Cancelled as soon as `stop` is requested, silent.
     void speakAndWait(const std::string& text, std::stop_token stop);
 
 private:
-    bool isSilenced();
-
     const VoiceServices& services;
     SharedVoiceState& state;
 };

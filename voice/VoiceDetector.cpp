@@ -4,10 +4,12 @@
 
 namespace tavik {
 
-void resetVoiceDetector(VoiceState& state, Clock::Instant now) {
+void resetVoiceDetector(VoiceState& state, Clock::Instant now, Clock::Duration onsetTimeout) {
     state.heardSpeech = false;
+    state.isCommandOver = false;
     state.peakLevel = 0;
     state.lastVoiceTime = now;
+    state.onsetDeadline = now + onsetTimeout;
 }
 
 void detectVoice(VoiceState& state, double level, Clock::Instant now) {
@@ -15,6 +17,12 @@ void detectVoice(VoiceState& state, double level, Clock::Instant now) {
     const double threshold =
         std::max(state.peakLevel * tuning::VOICE_FRACTION, tuning::NOISE_FLOOR_MIN);
     if (level < threshold)
+        return;
+    // Whoever waits for the end looks from time to time only; what is said in between is too late.
+    const auto deadline =
+        state.heardSpeech ? state.lastVoiceTime + tuning::END_SILENCE : state.onsetDeadline;
+    state.isCommandOver = state.isCommandOver || now > deadline;
+    if (state.isCommandOver)
         return;
     state.heardSpeech = true;
     state.lastVoiceTime = now;

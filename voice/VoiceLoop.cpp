@@ -6,30 +6,16 @@
 #include "platform/concurrency/Task.h"
 #include "platform/concurrency/ThreadName.h"
 #include "platform/defaults/UserDefaults.h"
-#include "platform/inference/AudioClassifier.h"
 #include "platform/speech/SpeechOutput.h"
 #include "voice/Conversation.h"
+#include "voice/Ears.h"
 #include "voice/Microphone.h"
-#include "voice/WakeDetector.h"
 #include "voice/WakeVerification.h"
 
 #include <fmt/format.h>
+#include <utility>
 
 namespace tavik {
-
-struct VoiceLoop::Ears {
-    explicit Ears(const VoiceServices& services)
-        : commands(services.openTranscriber(Vocabulary::commands))
-        , verifier(services.openTranscriber(Vocabulary::wakePhrase))
-        , detector(services) {}
-
-    std::unique_ptr<Transcriber> commands;
-    std::unique_ptr<Transcriber> verifier;
-    WakeDetector detector;
-    // Copies of the rings, kept so that a look at them allocates nothing.
-    std::vector<float> wakeWindow;
-    std::vector<float> verifyWindow;
-};
 
 VoiceLoop::VoiceLoop(VoiceServices voiceServices, VoiceCallbacks voiceCallbacks)
     : services(std::move(voiceServices))
@@ -43,6 +29,10 @@ void VoiceLoop::start() {
     if (running)
         return;
     stop(Report::no);
+    state.with([](VoiceState& shared) {
+        shared.hotkeyFired = false;
+        shared.micRetryCount = 0;
+    });
     loopStop = std::stop_source();
     running = true;
     loopTask = std::thread([this, loop = loopStop] {
@@ -61,49 +51,56 @@ void VoiceLoop::stop(Report report) {
 }
 
 void VoiceLoop::triggerSession() {
-    const bool isBargeIn = state.with([](VoiceState& shared) {
-        (shared.sessionActive ? shared.interruptRequested : shared.hotkeyFired) = true;
-        return shared.sessionActive;
+    const auto [isBargeIn, answer] = state.with([](VoiceState& shared) {
+        shared.hotkeyFired = shared.hotkeyFired || !shared.sessionActive;
+        return std::pair(shared.sessionActive, shared.answer);
     });
     if (!isBargeIn)
         return;
-    cancelAgentTask();
-    services.speech.stopSpeaking();
     log("✋ barge-in — hotkey");
+    // Outside the lock: what the request wakes may want the state. There is nothing to end while
+    // the conversation listens anyway.
+    std::stop_source(answer).request_stop();
+    services.speech.stopSpeaking();
 }
 
 void VoiceLoop::cancelSession() {
-    const bool wasActive = state.with([](VoiceState& shared) {
-        shared.sessionCancelled = shared.interruptRequested = shared.sessionActive;
-        return shared.sessionActive;
-    });
-    if (!wasActive)
-        return;
-    cancelAgentTask();
-    services.speech.stopSpeaking();
+    auto session = state.with([](const VoiceState& shared) { return shared.session; });
+    if (session.request_stop())
+        services.speech.stopSpeaking();
 }
 
-void VoiceLoop::cancelAgentTask() {
-    // Outside the lock: what the request wakes may want the state.
-    auto task = state.with([](const VoiceState& shared) { return shared.agentTask; });
-    task.request_stop();
-}
-
+// A failure is reported when all else has ended, so that no phase comes after it.
 void VoiceLoop::run(std::stop_source loop) {
+    failure.with([](std::string& message) { message.clear(); });
+    std::string message;
     try {
-        callbacks.onPhase({TavikPhase::Kind::preparing, ""});
-        Microphone microphone(services, callbacks, state,
-                              [loop]() mutable { loop.request_stop(); });
-        if (!microphone.start(loop.get_token()) || !prepareEars())
-            return;
-        throwIfStopped(loop.get_token());
-        announce(loop.get_token());
-        listen(loop.get_token());
+        work(loop);
     } catch (const Cancelled&) {
-        // Stopped; whoever stopped it reports.
+        // Stopped, and whoever stopped it reports; or the microphone failed.
+        message = failure.with([](const std::string& reason) { return reason; });
+    } catch (const MicrophoneError& error) {
+        message = error.what();
     } catch (const std::exception& error) {
-        callbacks.onPhase(TavikPhase::error(std::string("Listening failed: ") + error.what()));
+        message = std::string("Listening failed: ") + error.what();
     }
+    if (!message.empty())
+        callbacks.onPhase(TavikPhase::error(message));
+}
+
+void VoiceLoop::work(std::stop_source loop) {
+    callbacks.onPhase({TavikPhase::Kind::preparing, ""});
+    Microphone microphone(services, callbacks, state,
+                          [this, loop](const std::string& reason) mutable {
+                              failure.with([&](std::string& message) { message = reason; });
+                              loop.request_stop();
+                          });
+    microphone.start(loop.get_token());
+    if (!prepareEars())
+        return;
+    throwIfStopped(loop.get_token());
+    announce(loop.get_token());
+    listen(loop.get_token());
 }
 
 bool VoiceLoop::prepareEars() {
@@ -152,7 +149,7 @@ void VoiceLoop::listen(std::stop_token stop) {
         } else if (wakes()) {
             log("🔔 wake — listening for command…");
             Task<bool> verify([this](std::stop_token verifying) {
-                return verifyWakePhrase(*ears->verifier, ears->verifyWindow, std::move(verifying));
+                return verifyWakePhrase(*ears->verifier, verifyWindow, std::move(verifying));
             });
             runSession(&verify, stop);
         }
@@ -163,16 +160,16 @@ bool VoiceLoop::wakes() {
     if (!services.defaults.boolean("wakeEnabled").value_or(true))
         return false;
     const bool isCooling = state.with([this](const VoiceState& shared) {
-        shared.ring.copyTo(ears->wakeWindow);
-        shared.sttRing.copyTo(ears->verifyWindow);
+        shared.ring.copyTo(wakeWindow);
+        shared.sttRing.copyTo(verifyWindow);
         return services.clock.now() < shared.wakeCooldownUntil;
     });
-    return !isCooling && ears->detector.isCandidate(ears->wakeWindow);
+    return !isCooling && ears->detector.isCandidate(wakeWindow);
 }
 
 void VoiceLoop::runSession(Task<bool>* verify, std::stop_token stop) {
     services.prepareBrain();
-    Conversation(services, callbacks, state, *ears->commands).run(verify, std::move(stop));
+    Conversation(services, callbacks, state, *ears).run(verify, std::move(stop));
     state.with([this](VoiceState& shared) {
         shared.wakeCooldownUntil = services.clock.now() + tuning::WAKE_COOLDOWN;
         // What was heard before the conversation must not wake again after it.

@@ -6,12 +6,13 @@
 #include <atomic>
 #include <memory>
 #include <stop_token>
+#include <string>
 #include <thread>
 #include <vector>
 
 namespace tavik {
 
-class WakeDetector;
+struct Ears;
 template<typename Result>
 class Task;
 
@@ -43,23 +44,26 @@ public:
     void cancelSession();
 
 private:
-    // What hears; loaded once, at the first start.
-    struct Ears;
-
     void run(std::stop_source loop);
+    void work(std::stop_source loop);
     bool prepareEars();
     void announce(std::stop_token stop);
     void listen(std::stop_token stop);
     bool wakes();
     void runSession(Task<bool>* verify, std::stop_token stop);
     void reportIdle();
-    void cancelAgentTask();
 
     const VoiceServices services;
     const VoiceCallbacks callbacks;
     SharedVoiceState state;
-    std::unique_ptr<Ears> ears; // used by the loop's thread only
+    // Used by the loop's thread only: what hears, loaded at the first start, and copies of the
+    // rings, kept so that a look at them allocates nothing.
+    std::unique_ptr<Ears> ears;
+    std::vector<float> wakeWindow;
+    std::vector<float> verifyWindow;
+
     std::atomic<bool> running = false;
+    Locked<std::string> failure; // of the microphone; for the user
     std::stop_source loopStop{std::nostopstate};
     std::thread loopTask;
 };

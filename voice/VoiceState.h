@@ -22,19 +22,21 @@ struct VoiceState {
     SampleRing ring{tuning::WAKE_WINDOW};
     SampleRing sttRing{tuning::STT_VERIFY_WINDOW};
     Utterance* commandCont = nullptr; // the capture in progress; owned by CommandCapture
+    Clock::Instant onsetDeadline{};   // when the command must have begun
     Clock::Instant lastVoiceTime{};   // of the last buffer that counted as voice
     bool heardSpeech = false;         // any voice yet in this command
+    bool isCommandOver = false;       // what comes now belongs to it no more
     double peakLevel = 0;             // the loudest buffer of this command
 
     bool everReceivedTap = false; // the microphone delivered a buffer since it was opened
     int micRetryCount = 0;        // rebuilds because it delivered none
 
     bool hotkeyFired = false;
-    bool sessionCancelled = false;   // the orb was clicked
-    bool interruptRequested = false; // barge-in
-    bool sessionActive = false;
+    bool sessionActive = false;                 // a conversation is going on
+    std::stop_source session{std::nostopstate}; // ends it: a click on the orb
+    std::stop_source answer{std::nostopstate};  // ends the thinking and speaking: a barge-in
+    bool isSpeaking = false;                    // an answer is being spoken aloud
     Clock::Instant wakeCooldownUntil{};
-    std::stop_source agentTask{std::nostopstate}; // ends the model's work in progress
 };
 
 using SharedVoiceState = Locked<VoiceState>;

@@ -24,11 +24,15 @@ inline constexpr double NOISE_FLOOR_MIN = 0.0008;    // but never less than this
 inline constexpr milliseconds WAKE_COOLDOWN{1200};   // wake detection is muted after a conversation
 
 inline constexpr milliseconds CAPTURE_POLL{150};
+inline constexpr milliseconds VERIFY_POLL{50};
 inline constexpr milliseconds SPEECH_START{150};
 inline constexpr milliseconds SPEECH_POLL{100};
 inline constexpr milliseconds BARGE_IN_PAUSE{200};
 inline constexpr milliseconds ROUTE_DEBOUNCE{1200};
 inline constexpr milliseconds WATCHDOG{5000};
 inline constexpr int SILENT_RETRIES = 3;
+// For so long after the loudspeaker said the wake phrase the microphone may still hear it: wireless
+// loudspeakers are late.
+inline constexpr milliseconds OWN_PHRASE{800};
 
 } // namespace tavik::tuning

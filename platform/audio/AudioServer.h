@@ -30,6 +30,13 @@ struct AudioDevice {
     AudioFormat format;
 };
 
+// A sound of a second or so, such as a cue.
+struct ShortSound {
+    std::string name; // its own among all that are played
+    std::uint32_t sampleRate = 0;
+    std::vector<float> samples; // one channel
+};
+
 // The server cannot be reached, or refused. `what()` is a clear phrase.
 class AudioError : public std::runtime_error {
 public:
@@ -72,6 +79,11 @@ public:
     virtual std::unique_ptr<AudioCapture> openCapture(const AudioDevice& device, Tap tap,
                                                       Ended ended) = 0;
 
+    // Plays `sound` on the default output at `volume`, a linear factor, and returns as soon as it
+    // begins, which takes a few milliseconds: the server keeps every sound after its first time.
+    // Throws Cancelled, too.
+    virtual void playSound(const ShortSound& sound, double volume, std::stop_token stop) = 0;
+
     // `changed` is called, on the server's thread, whenever the default input, the default output
     // or the list of devices changes, and when the connection is lost. An empty function ends it.
     virtual void watchRoutes(std::function<void()> changed) = 0;
@@ -80,5 +92,8 @@ public:
 // The sound server of the session, found as every client finds it (PULSE_SERVER). Connects at the
 // first call.
 std::unique_ptr<AudioServer> makePulseAudioServer();
+
+// Reads a sound file; more than one channel is averaged. Throws AudioError.
+ShortSound readShortSound(const std::string& name, const std::string& path);
 
 } // namespace tavik

@@ -2,6 +2,7 @@
 
 #include "platform/audio/PulseCapture.h"
 #include "platform/audio/PulseConnection.h"
+#include "platform/audio/PulseSample.h"
 #include "platform/concurrency/Cancelled.h"
 #include "platform/concurrency/Clock.h"
 
@@ -129,6 +130,7 @@ std::shared_ptr<PulseConnection> PulseAudioServer::connected(const std::stop_tok
             return connection;
     }
     connection.reset();
+    keptSounds.clear();
     auto fresh = std::make_shared<PulseConnection>(stop);
     const std::stop_callback wake(stop, [&fresh] { fresh->wake(); });
     const PulseConnection::Lock lock(*fresh);
@@ -202,6 +204,26 @@ bool PulseAudioServer::setDefaultInputConfirmed(const AudioDevice& device, std::
 std::unique_ptr<AudioCapture> PulseAudioServer::openCapture(const AudioDevice& device, Tap tap,
                                                             Ended ended) {
     return std::make_unique<PulseCapture>(connected(), device, std::move(tap), std::move(ended));
+}
+
+void PulseAudioServer::playSound(const ShortSound& sound, double volume, std::stop_token stop) {
+    throwIfStopped(stop);
+    const auto server = connected(stop);
+    const std::stop_callback wake(stop, [&server] { server->wake(); });
+    // Two threads that play a new sound at once merely hand it over twice.
+    const bool isKept = [&] {
+        const std::lock_guard guard(connecting);
+        return keptSounds.contains(sound.name);
+    }();
+    {
+        const PulseConnection::Lock lock(*server);
+        if (!isKept)
+            keepSample(*server, sound, stop);
+        playSample(*server, sound.name, volume);
+    }
+    const std::lock_guard guard(connecting);
+    if (server == connection)
+        keptSounds.insert(sound.name);
 }
 
 void PulseAudioServer::watchRoutes(std::function<void()> changed) {

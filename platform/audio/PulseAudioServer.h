@@ -4,6 +4,8 @@
 
 #include <memory>
 #include <mutex>
+#include <set>
+#include <string>
 
 namespace tavik {
 
@@ -20,6 +22,7 @@ public:
     bool setDefaultInputConfirmed(const AudioDevice& device, std::stop_token stop) override;
     std::unique_ptr<AudioCapture> openCapture(const AudioDevice& device, Tap tap,
                                               Ended ended) override;
+    void playSound(const ShortSound& sound, double volume, std::stop_token stop) override;
     void watchRoutes(std::function<void()> changed) override;
 
 private:
@@ -30,6 +33,7 @@ private:
 
     std::mutex connecting;
     std::shared_ptr<PulseConnection> connection; // guarded by connecting
+    std::set<std::string> keptSounds; // guarded by connecting; by that connection's server
     std::mutex watching;
     std::function<void()> routeChanged; // guarded by watching
 };

@@ -6,7 +6,7 @@
 
 namespace tavik {
 
-// A sound server in memory: the test plays into the capture that is open.
+// A sound server in memory: the test plays into the captures that are open.
 class FakeAudioServer : public AudioServer {
 public:
     std::vector<AudioDevice> devices = {{1, "mic.one", "Desk microphone", {16000, 1}},
@@ -15,11 +15,14 @@ public:
     bool confirmsDefault = true;
     bool isDown = false;
 
-    // Delivers samples to the capture that is open, if any.
-    void play(std::span<const float> samples) {
-        const std::lock_guard lock(mutex);
-        if (open && open->tap)
-            open->tap(samples, open->captured);
+    // What the loop does with the sounds it plays.
+    std::function<void(const std::string& name, double volume)> onSound = [](const std::string&,
+                                                                             double) {};
+
+    // Deliver samples to the microphone, and to what records the loudspeaker, if open.
+    void play(std::span<const float> samples) { deliver(&FakeAudioServer::open, samples); }
+    void playLoudspeaker(std::span<const float> samples) {
+        deliver(&FakeAudioServer::openMonitor, samples);
     }
 
     void endCapture(const std::string& reason) {
@@ -44,6 +47,13 @@ public:
         return open ? open->device : "";
     }
 
+    // How many recordings go on.
+    int openCaptures() {
+        const std::lock_guard lock(mutex);
+        return (open ? 1 : 0) + (openMonitor ? 1 : 0);
+    }
+
+    // How often the microphone was opened.
     int opens() {
         const std::lock_guard lock(mutex);
         return openCount;
@@ -59,7 +69,7 @@ public:
     }
 
     std::optional<AudioDevice> defaultOutput() override {
-        return answer(AudioDevice{9, "speaker", "Speaker", {48000, 2}});
+        return answer(AudioDevice{9, "speaker", "Speaker", {16000, 1}});
     }
 
     bool setDefaultInputConfirmed(const AudioDevice& device, std::stop_token) override {
@@ -72,8 +82,11 @@ public:
                                               Ended ended) override {
         answer(0);
         const std::lock_guard lock(mutex);
-        ++openCount;
         return std::make_unique<Capture>(*this, device, std::move(tap), std::move(ended));
+    }
+
+    void playSound(const ShortSound& sound, double volume, std::stop_token) override {
+        onSound(sound.name, volume);
     }
 
     void watchRoutes(std::function<void()> changed) override {
@@ -89,12 +102,19 @@ private:
             , captured(recorded.format)
             , tap(std::move(onSamples))
             , ended(std::move(onEnd)) {
-            server.open = this;
+            if (device.ends_with(".monitor"))
+                server.openMonitor = this;
+            else {
+                server.open = this;
+                ++server.openCount;
+            }
         }
         ~Capture() override {
             const std::lock_guard lock(server.mutex);
-            if (server.open == this)
-                server.open = nullptr;
+            for (Capture* FakeAudioServer::*place :
+                 {&FakeAudioServer::open, &FakeAudioServer::openMonitor})
+                if (server.*place == this)
+                    server.*place = nullptr;
         }
         AudioFormat format() const override { return captured; }
 
@@ -105,6 +125,12 @@ private:
         Ended ended;
     };
 
+    void deliver(Capture* FakeAudioServer::*place, std::span<const float> samples) {
+        const std::lock_guard lock(mutex);
+        if (const Capture* capture = this->*place)
+            capture->tap(samples, capture->captured);
+    }
+
     template<typename Answer>
     Answer answer(Answer value) const {
         if (isDown)
@@ -113,7 +139,8 @@ private:
     }
 
     std::mutex mutex;
-    Capture* open = nullptr;            // guarded by mutex
+    Capture* open = nullptr;            // guarded by mutex; of the microphone
+    Capture* openMonitor = nullptr;     // guarded by mutex; of the loudspeaker
     int openCount = 0;                  // guarded by mutex
     std::function<void()> routeChanged; // guarded by mutex
 };

@@ -57,8 +57,8 @@ TEST_F(VoiceWorld, SaysWhichMicrophoneCannotBeUsed) {
 }
 
 TEST_F(VoiceWorld, KeepsACaptureOverALostMicrophone) {
-    commands = {"what is the time"};
-    brain->replies = {"It is nine."};
+    listeners.commands = {"what is the time"};
+    brain->will("It is nine.");
     ASSERT_TRUE(starts());
     loop->triggerSession();
     ASSERT_TRUE(reaches(Kind::listening));

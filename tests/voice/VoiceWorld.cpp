@@ -1,11 +1,14 @@
 #include "tests/voice/VoiceWorld.h"
 
+#include "agent/BuiltInTools.h"
 #include "app/Log.h"
 #include "app/Paths.h"
 #include "platform/concurrency/Cancelled.h"
 #include "voice/VoiceTuning.h"
 
 #include <algorithm>
+#include <fmt/format.h>
+#include <fstream>
 
 using namespace std::chrono_literals;
 
@@ -15,51 +18,24 @@ namespace {
 
 constexpr auto bufferTime = 50ms;
 constexpr std::size_t bufferSamples = tuning::SAMPLE_RATE / 20;
-constexpr float wakeLevel = 0.5F; // what the classifier takes for the wake phrase
-constexpr float speechLevel = 0.2F;
-constexpr float silenceLevel = 0.0F;
+constexpr std::size_t stampLength = 15; // "[HH:MM:SS.mmm] "
 
-class FakeClassifier : public AudioClassifier {
-public:
-    std::span<const float> classify(std::span<const float> window) override {
-        const bool holdsPhrase = std::find(window.begin(), window.end(), wakeLevel) != window.end();
-        probabilities = holdsPhrase ? std::vector{0.4F, 0.6F} : std::vector{0.95F, 0.05F};
-        return probabilities;
-    }
-
-private:
-    std::vector<float> probabilities;
-};
-
-// Understands the next text of its list, or nothing when it heard nothing.
-class FakeTranscriber : public Transcriber {
-public:
-    explicit FakeTranscriber(std::function<std::string()> source)
-        : nextText(std::move(source)) {}
-
-    std::uint32_t sampleRate() const override { return tuning::SAMPLE_RATE; }
-    std::unique_ptr<Utterance> begin() override { return std::make_unique<Heard>(*this); }
-
-private:
-    struct Heard : Utterance {
-        explicit Heard(FakeTranscriber& transcriber)
-            : owner(transcriber) {}
-        void feed(std::span<const float>) override {}
-        std::string finish(std::stop_token stop) override {
-            throwIfStopped(stop);
-            return owner.nextText();
-        }
-        FakeTranscriber& owner;
-    };
-
-    std::function<std::string()> nextText;
-};
+AgentSurroundings emptySurroundings(Clock& clock) {
+    AgentSurroundings around;
+    around.buildToolbox = [](std::stop_token) { return DesktopToolbox(builtInToolSpecs()); };
+    around.recap = [](const std::string&) { return std::nullopt; };
+    around.readContext = [](std::stop_token) { return DesktopContext{}; };
+    around.clipboard = {};
+    around.clock = &clock;
+    return around;
+}
 
 } // namespace
 
 void FakeSpeech::speak(const std::string& text, const std::optional<Voice>&) {
     if (isMissing)
         throw SpeechError("no speech service answers");
+    onSpeak(text);
     const std::lock_guard lock(mutex);
     texts.push_back(text);
     until = clock.now() + 100ms * (1 + std::count(text.begin(), text.end(), ' '));
@@ -80,28 +56,43 @@ std::vector<std::string> FakeSpeech::spoken() {
     return texts;
 }
 
-BrainReply FakeBrain::chat(const std::vector<AgentMessage>&, const std::vector<ToolSpec>&,
+BrainReply FakeBrain::chat(const std::vector<AgentMessage>& messages, const std::vector<ToolSpec>&,
                            std::stop_token stop) {
     ++calls;
-    if (isSlow)
-        systemClock().sleepFor(10s, stop);
+    lastTranscript = messages;
+    if (thinkingTime > 0s)
+        clock.sleepFor(thinkingTime, stop);
     throwIfStopped(stop);
+    if (isBroken)
+        throw std::runtime_error("broken");
     if (replies.empty())
         throw BrainError(
             "Gemini is overloaded right now. That's on their side — try again in a moment.");
-    BrainReply reply{replies.front(), {}};
+    BrainReply reply = replies.front();
     replies.pop_front();
     return reply;
 }
 
+void FakeBrain::will(const std::string& text, const std::string& tool) {
+    BrainReply reply;
+    if (!text.empty())
+        reply.text = text;
+    if (!tool.empty())
+        reply.toolCalls.push_back({"call", tool});
+    replies.push_back(std::move(reply));
+}
+
 VoiceWorld::VoiceWorld() {
+    clock.join();
     TavikLog::clearHistory();
-    microphone = std::jthread([this](std::stop_token stop) { playMicrophone(std::move(stop)); });
+    audio.onSound = [this](const std::string& name, double volume) {
+        note(fmt::format("sound {} {}", name, volume));
+    };
+    speech.onSpeak = [this](const std::string& text) { note("speaks " + text); };
 }
 
 VoiceWorld::~VoiceWorld() {
     loop.reset();
-    microphone.request_stop();
 }
 
 void VoiceWorld::start() {
@@ -115,61 +106,48 @@ void VoiceWorld::start() {
     loop->start();
 }
 
-void VoiceWorld::playMicrophone(std::stop_token stop) {
-    std::vector<float> buffer(bufferSamples);
-    try {
-        while (true) {
-            clock.sleepFor(bufferTime, stop);
-            float level = silenceLevel;
-            {
-                const std::lock_guard lock(mutex);
-                if (!sounds.empty()) {
-                    level = sounds.front().first;
-                    if ((sounds.front().second -= bufferTime) <= Clock::Duration::zero())
-                        sounds.pop_front();
-                }
-            }
-            std::fill(buffer.begin(), buffer.end(), level);
-            if (!microphoneIsDead)
-                audio.play(buffer);
-        }
-    } catch (const Cancelled&) {
-    }
+void VoiceWorld::playSounds() {
+    const auto next = [](Sounds& sounds) {
+        if (sounds.empty())
+            return silenceLevel;
+        const float level = sounds.front().first;
+        if ((sounds.front().second -= bufferTime) <= Clock::Duration::zero())
+            sounds.pop_front();
+        return level;
+    };
+    std::unique_lock lock(mutex);
+    const float heard = next(atMicrophone);
+    const float played = next(atLoudspeaker);
+    lock.unlock();
+    if (!microphoneIsDead)
+        audio.play(std::vector<float>(bufferSamples, heard));
+    audio.playLoudspeaker(std::vector<float>(bufferSamples, played));
 }
 
 VoiceServices VoiceWorld::services() {
-    const auto nextCommand = [this]() -> std::string {
-        if (commands.empty())
-            return "";
-        std::string text = commands.front();
-        commands.pop_front();
-        return text;
-    };
     return VoiceServices{
         .clock = clock,
         .defaults = defaults,
         .audio = audio,
         .speech = speech,
-        .openTranscriber =
-            [this, nextCommand](Vocabulary vocabulary) {
-                return std::make_unique<FakeTranscriber>(
-                    vocabulary == Vocabulary::commands ? std::function<std::string()>(nextCommand)
-                                                       : [this] { return wakeTranscript; });
-            },
-        .loadWakeModel = [] { return std::make_unique<FakeClassifier>(); },
+        .openTranscriber = [this](Vocabulary vocabulary) { return listeners.open(vocabulary); },
+        .loadWakeModel = [this] { return listeners.loadModel(); },
         .prepareBrain = [this] { ++preparations; },
         .makeBrain = [this](std::stop_token) { return brain; },
         .makeAgentSession =
-            [](std::shared_ptr<Brain> made, std::string sessionID) {
-                return std::make_unique<AgentSession>(std::move(made), std::move(sessionID));
+            [this](std::shared_ptr<Brain> made, std::string sessionID) {
+                return std::make_unique<AgentSession>(std::move(made), std::move(sessionID),
+                                                      emptySurroundings(clock));
             },
         .remember =
             [this](const std::string&, const std::string& role, const std::string& text) {
+                note("remembers " + role + ": " + text);
                 const std::lock_guard lock(mutex);
                 memory.push_back(role + ": " + text);
             },
         .onConversationEnd =
             [this](const std::string&) {
+                note("remembers end");
                 const std::lock_guard lock(mutex);
                 memory.emplace_back("end");
             },
@@ -178,16 +156,40 @@ VoiceServices VoiceWorld::services() {
 
 VoiceCallbacks VoiceWorld::callbacks() {
     VoiceCallbacks callbacks;
-    callbacks.onPhase = [this](const TavikPhase& phase) {
-        const std::lock_guard lock(mutex);
-        reported.push_back(phase);
-    };
+    callbacks.onPhase = [this](const TavikPhase& phase) { notePhase(phase); };
     callbacks.onNotice = [this](const std::string& text, bool) {
         const std::lock_guard lock(mutex);
         notices.push_back(text);
     };
-    callbacks.onPauseListening = [this] { ++pauseRequests; };
+    callbacks.onPauseListening = [this] {
+        note("pause");
+        ++pauseRequests;
+    };
     return callbacks;
+}
+
+// Holds the loop up until the threads that it has started take part in the simulated time.
+void VoiceWorld::notePhase(const TavikPhase& phase) {
+    clock.join();
+    note("phase " + describe(phase));
+    bool wasIdle = false;
+    {
+        const std::lock_guard lock(mutex);
+        wasIdle = !reported.empty() && reported.back().kind == TavikPhase::Kind::idle;
+        reported.push_back(phase);
+    }
+    if (phase.kind == TavikPhase::Kind::idle)
+        clock.awaitThreads(2);
+    if (phase.kind != TavikPhase::Kind::listening)
+        return;
+    clock.awaitThreads(1 + threadsInConversation);
+    if (wasIdle)
+        listeners.awaitVerification();
+}
+
+void VoiceWorld::note(const std::string& event) {
+    if (tellsStory)
+        log("# " + event);
 }
 
 std::vector<std::string> VoiceWorld::remembered() {
@@ -205,37 +207,39 @@ void VoiceWorld::command() {
     say(std::chrono::seconds(1));
 }
 
-void VoiceWorld::sayWakePhrase() {
+void VoiceWorld::append(Sounds& sounds, float level, Clock::Duration duration) {
     const std::lock_guard lock(mutex);
-    sounds.emplace_back(wakeLevel, 700ms);
+    sounds.emplace_back(level, duration);
+}
+
+void VoiceWorld::sayWakePhrase() {
+    append(atMicrophone, wakeLevel, 700ms);
 }
 
 void VoiceWorld::say(Clock::Duration duration) {
-    const std::lock_guard lock(mutex);
-    sounds.emplace_back(speechLevel, duration);
+    append(atMicrophone, speechLevel, duration);
 }
 
 void VoiceWorld::pause(Clock::Duration duration) {
-    const std::lock_guard lock(mutex);
-    sounds.emplace_back(silenceLevel, duration);
+    append(atMicrophone, silenceLevel, duration);
+}
+
+void VoiceWorld::loudspeakerSaysWakePhrase() {
+    append(atLoudspeaker, wakeLevel, 700ms);
 }
 
 bool VoiceWorld::eventually(const std::function<bool()>& condition) {
-    const auto realLimit = std::chrono::steady_clock::now() + 60s;
-    const auto holdsOrLate = [&] {
-        return condition() || std::chrono::steady_clock::now() > realLimit;
-    };
-    std::mutex own;
-    std::condition_variable_any never;
-    std::unique_lock lock(own);
-    return clock.waitUntil(lock, never, {}, clock.now() + 5min, holdsOrLate) && condition();
+    const auto limit = clock.now() + 5min;
+    while (!condition()) {
+        if (clock.now() > limit)
+            return false;
+        pass(10ms);
+    }
+    return true;
 }
 
 bool VoiceWorld::reaches(TavikPhase::Kind kind) {
-    bool isFound = false; // once is enough: the condition is asked again afterwards
     return eventually([&] {
-        if (isFound)
-            return true;
         const std::lock_guard lock(mutex);
         const auto isKind = [kind](const TavikPhase& phase) { return phase.kind == kind; };
         const auto from = reported.begin() + static_cast<std::ptrdiff_t>(seen);
@@ -243,7 +247,7 @@ bool VoiceWorld::reaches(TavikPhase::Kind kind) {
         if (found == reported.end())
             return false;
         seen = static_cast<std::size_t>(found - reported.begin()) + 1;
-        return isFound = true;
+        return true;
     });
 }
 
@@ -258,6 +262,16 @@ std::vector<std::string> VoiceWorld::phases() {
 bool VoiceWorld::logged(const std::string& text) {
     TavikLog::flush();
     return readFile(logPath()).find("] " + text) != std::string::npos;
+}
+
+std::vector<std::string> VoiceWorld::story() {
+    TavikLog::flush();
+    std::ifstream file(logPath());
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(file, line);)
+        if (line.size() > stampLength && line.find("] [mic]") == std::string::npos)
+            lines.push_back(line.substr(stampLength));
+    return lines;
 }
 
 } // namespace tavik

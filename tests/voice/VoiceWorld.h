@@ -3,11 +3,10 @@
 #include "agent/AgentSession.h"
 #include "brains/Brain.h"
 #include "platform/defaults/UserDefaults.h"
-#include "platform/inference/AudioClassifier.h"
-#include "platform/recognition/Transcriber.h"
 #include "platform/speech/SpeechOutput.h"
-#include "tests/support/SimulatedClock.h"
 #include "tests/voice/FakeAudioServer.h"
+#include "tests/voice/FakeListeners.h"
+#include "tests/voice/WorldClock.h"
 #include "tools/stand-ins/services/TemporaryFolder.h"
 #include "voice/VoiceLoop.h"
 
@@ -31,6 +30,7 @@ public:
 
     std::vector<std::string> spoken();
     std::atomic<bool> isMissing = false;
+    std::function<void(const std::string& text)> onSpeak = [](const std::string&) {};
 
 private:
     Clock& clock;
@@ -39,24 +39,33 @@ private:
     Clock::Instant until{};
 };
 
-// Answers with the scripted replies in turn; an empty one fails. With `isSlow` it thinks until
-// stopped.
+// Answers with the scripted replies in turn, each after `thinkingTime`; with none left it fails.
 class FakeBrain : public Brain {
 public:
+    explicit FakeBrain(Clock& theClock)
+        : clock(theClock) {}
+
     std::string label() const override { return "fake/model"; }
     BrainReply chat(const std::vector<AgentMessage>& messages, const std::vector<ToolSpec>& tools,
                     std::stop_token stop) override;
     std::string webSearch(const std::string&, std::stop_token) override { return ""; }
 
-    std::deque<std::string> replies;
-    std::atomic<bool> isSlow = false;
+    void will(const std::string& text, const std::string& tool = "");
+
+    std::deque<BrainReply> replies;
+    Clock::Duration thinkingTime{};
+    bool isBroken = false; // throws what is no BrainError
     std::atomic<int> calls = 0;
+    std::vector<AgentMessage> lastTranscript; // of the last call
+
+private:
+    Clock& clock;
 };
 
-// A voice loop among fakes on simulated time. A thread of the world plays the microphone: silence
-// unless the test says something.
+// A voice loop among fakes on simulated time. The microphone hears silence unless the test says
+// something.
 class VoiceWorld : public testing::Test {
-protected:
+public:
     VoiceWorld();
     ~VoiceWorld() override;
 
@@ -65,27 +74,41 @@ protected:
     bool starts();
     // The hotkey and a second of speech.
     void command();
-    // The sound of the wake phrase, and of any speech.
+    // What the microphone hears next, one thing after another: the sound of the wake phrase, of any
+    // speech, or nothing.
     void sayWakePhrase();
     void say(Clock::Duration duration);
     void pause(Clock::Duration duration);
-    // Waits (a few simulated minutes at most) until `condition` holds. Time passes only in here.
+    // The same phrase from the loudspeaker.
+    void loudspeakerSaysWakePhrase();
+    // Lets time pass.
+    void pass(Clock::Duration duration) { clock.sleepFor(duration, {}); }
+    // Lets it pass until `condition` holds, which is looked at every hundredth of a second; for a
+    // few minutes at most.
     bool eventually(const std::function<bool()>& condition);
-    // Waits until the phase is reported, after the one found last.
+    // The same until the phase is reported, after the one found last.
     bool reaches(TavikPhase::Kind kind);
     std::vector<std::string> phases();
     // What was to be remembered: "user: words", "assistant: words", and "end" behind them.
     std::vector<std::string> remembered();
     bool logged(const std::string& text);
+    // The log so far, without times and without the lines about the microphone, among it lines
+    // for what the loop told, played, spoke and remembered: "# phase idle", "# sound tavik-Pop
+    // 0.35", "# speaks ...", "# remembers user: ...", "# pause".
+    std::vector<std::string> story();
 
-    SimulatedClock clock{4}; // the loop, the microphone's watcher, the world and the test
+    // All but the test's own thread: the loop, the watch on the route, and that for an
+    // interruption.
+    static constexpr std::size_t threadsInConversation = 3;
+
+    WorldClock clock{std::chrono::milliseconds(50), [this] { playSounds(); }};
     TemporaryFolder folder;
     UserDefaults defaults{folder.file("defaults.json")};
     FakeAudioServer audio;
     FakeSpeech speech{clock};
-    std::shared_ptr<FakeBrain> brain = std::make_shared<FakeBrain>();
-    std::deque<std::string> commands; // what is understood, one after another
-    std::string wakeTranscript = "hey vessa";
+    std::shared_ptr<FakeBrain> brain = std::make_shared<FakeBrain>(clock);
+    FakeListeners listeners{clock};
+    bool tellsStory = true;
     std::atomic<bool> microphoneIsDead = false;
     std::atomic<int> pauseRequests = 0;
     std::atomic<int> preparations = 0; // of the brain
@@ -94,7 +117,12 @@ protected:
     std::unique_ptr<VoiceLoop> loop;
 
 private:
-    void playMicrophone(std::stop_token stop);
+    using Sounds = std::deque<std::pair<float, Clock::Duration>>; // level and rest
+
+    void playSounds();
+    void append(Sounds& sounds, float level, Clock::Duration duration);
+    void note(const std::string& event);
+    void notePhase(const TavikPhase& phase);
     VoiceServices services();
     VoiceCallbacks callbacks();
 
@@ -102,8 +130,8 @@ private:
     std::vector<std::string> memory;  // guarded by mutex
     std::size_t seen = 0;             // guarded by mutex; how far `reaches` has read
     std::vector<TavikPhase> reported; // guarded by mutex
-    std::deque<std::pair<float, Clock::Duration>> sounds; // guarded by mutex; level and rest
-    std::jthread microphone;
+    Sounds atMicrophone;              // guarded by mutex
+    Sounds atLoudspeaker;             // guarded by mutex
 };
 
 } // namespace tavik

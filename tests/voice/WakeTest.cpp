@@ -32,16 +32,22 @@ TEST(SampleRing, HoldsTheLastSamplesOldestFirst) {
 
 TEST(VoiceDetector, MeasuresVoiceByTheLoudestBufferSoFar) {
     VoiceState state;
-    const auto at = [](int seconds) { return Clock::Instant(std::chrono::seconds(seconds)); };
-    resetVoiceDetector(state, at(0));
-    detectVoice(state, 0.0007, at(1)); // below the floor
+    const auto at = [](int tenths) {
+        return Clock::Instant(std::chrono::milliseconds(100 * tenths));
+    };
+    resetVoiceDetector(state, at(0), std::chrono::seconds(6));
+    detectVoice(state, 0.0007, at(10)); // below the floor
     EXPECT_FALSE(state.heardSpeech);
-    detectVoice(state, 0.1, at(2));
+    detectVoice(state, 0.1, at(20));
     EXPECT_TRUE(state.heardSpeech);
-    detectVoice(state, 0.017, at(3)); // under 18 % of the loudest
-    EXPECT_EQ(state.lastVoiceTime, at(2));
-    detectVoice(state, 0.018001, at(4));
-    EXPECT_EQ(state.lastVoiceTime, at(4));
+    detectVoice(state, 0.017, at(23)); // under 18 % of the loudest
+    EXPECT_EQ(state.lastVoiceTime, at(20));
+    detectVoice(state, 0.018001, at(30));
+    EXPECT_EQ(state.lastVoiceTime, at(30));
+    EXPECT_FALSE(state.isCommandOver);
+    detectVoice(state, 0.1, at(43)); // after the silence that ends a command
+    EXPECT_TRUE(state.isCommandOver);
+    EXPECT_EQ(state.lastVoiceTime, at(30));
 }
 
 TEST(Wake, ThresholdIsKeptWithinItsRange) {

@@ -1,8 +1,10 @@
+#include "platform/concurrency/Cancelled.h"
 #include "tests/platform/audio/HeardSound.h"
 #include "tests/support/StopTiming.h"
 #include "tools/stand-ins/services/PrivatePulseAudio.h"
 #include "tools/stand-ins/services/TemporaryFolder.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <condition_variable>
@@ -312,6 +314,40 @@ TEST_F(AudioServerTest, TheTapIsSilentOnceTheCaptureIsGone) {
         capture.reset();
         isOpen = false;
     }
+}
+
+TEST_F(AudioServerTest, PlaysShortSoundsAtTheirVolume) {
+    ShortSound tone{"tone", 22050, std::vector<float>(22050 / 4)};
+    for (std::size_t i = 0; i < tone.samples.size(); ++i)
+        tone.samples[i] = static_cast<float>(
+            amplitude * std::sin(2 * std::numbers::pi * pitch * static_cast<double>(i) / 22050));
+    std::vector<double> levels;
+    for (const double volume : {1.0, 0.3, 0.3}) {
+        if (levels.size() == 2)
+            pulse.restart(); // which forgets the sound
+        HeardSound heard(*audio, sourceNamed(*audio, "speaker.monitor"));
+        ASSERT_TRUE(heard.hearMore(0.2));
+        const double begin = heard.seconds();
+        const auto asked = steady_clock::now();
+        audio->playSound(tone, volume, {});
+        EXPECT_LT(steady_clock::now() - asked, 500ms);
+        ASSERT_TRUE(heard.hearMore(1));
+        const auto samples = heard.since(begin);
+        const LoudTime loud = loudTimeOf(samples, heard.format().sampleRate);
+        EXPECT_NEAR(loud.length, 0.25, 0.05);
+        levels.push_back(*std::max_element(samples.begin(), samples.end()));
+    }
+    EXPECT_THAT(levels, ElementsAre(testing::DoubleNear(amplitude, 0.03),
+                                    testing::DoubleNear(0.3 * amplitude, 0.01),
+                                    testing::DoubleNear(0.3 * amplitude, 0.01)));
+
+    pulse.process().suspend();
+    EXPECT_THROW(audio->playSound({"other", 22050, tone.samples}, 1, {}), AudioError);
+    std::stop_source stop;
+    stop.request_stop();
+    EXPECT_THROW(audio->playSound(tone, 1, stop.get_token()), Cancelled);
+    pulse.process().resume();
+    EXPECT_THROW(readShortSound("none", folder.file("none")), AudioError);
 }
 
 TEST_F(AudioServerTest, ACaptureMayOutliveItsServer) {
