@@ -154,23 +154,10 @@ TEST(MemoryDatabase, MayBeMadeByManyAtOnce) {
     }
 }
 
-TEST(MemoryDatabase, IsPrivateAndMayBeSharedByProcesses) {
+TEST(MemoryDatabase, IsPrivate) {
     const TemporaryFolder folder;
     const std::string path = folder.file("Application Support/store");
-    constexpr int users = 4;
-    constexpr int turnsOfEach = 50;
-    {
-        std::vector<std::jthread> threads;
-        for (int user = 0; user < users; ++user)
-            threads.emplace_back([&, user] { // each with a connection of its own, as a process has
-                MemoryDatabase database(path);
-                for (int turn = 0; turn < turnsOfEach; ++turn)
-                    database.insert(ConversationTurn{std::to_string(user), "user", "hi", start});
-            });
-    }
     MemoryDatabase database(path);
-    for (int user = 0; user < users; ++user)
-        EXPECT_EQ(database.turns(std::to_string(user)).size(), std::size_t{turnsOfEach});
     using std::filesystem::perms;
     for (const char* suffix : {"", "-wal"})
         EXPECT_EQ(std::filesystem::status(path + suffix).permissions(),

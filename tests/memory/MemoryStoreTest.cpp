@@ -257,6 +257,22 @@ TEST_F(MemoryStoreTest, WaitsForAnotherProcessAndLetsReadersIn) {
                 testing::UnorderedElementsAre("after", "patient"));
 }
 
+TEST_F(MemoryStoreTest, MayBeSharedByProcesses) {
+    constexpr int users = 4;
+    constexpr int turnsOfEach = 50;
+    {
+        std::vector<std::jthread> threads;
+        for (int user = 0; user < users; ++user)
+            threads.emplace_back([&, user] { // each with a connection of its own, as a process has
+                MemoryStore own({path, defaults, nullptr});
+                for (int turn = 0; turn < turnsOfEach; ++turn)
+                    own.record(std::to_string(user), "user", "hi", now);
+            });
+    }
+    for (int user = 0; user < users; ++user)
+        EXPECT_EQ(store().turns(std::to_string(user)).size(), std::size_t{turnsOfEach});
+}
+
 TEST_F(MemoryStoreTest, SaysWhyItIsUnavailableAndWorksOn) {
     writeFile(path, "This is no database, whatever its name says.");
     std::vector<std::string> issues;
