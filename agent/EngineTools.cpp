@@ -34,13 +34,6 @@ bool contains(const Names& names, std::string_view name) {
     return std::find(names.begin(), names.end(), name) != names.end();
 }
 
-Json argumentsFor(const ToolCall& call) {
-    Json arguments = call.args.is_object() ? call.args : Json::object();
-    if (contains(vamoWrites, call.name))
-        arguments["verify"] = true;
-    return arguments;
-}
-
 std::string bounded(const std::string& text) {
     const std::string beginning = boundedCharacters(text, maximumResultCharacters);
     return beginning.size() < text.size() ? beginning + "\n…[truncated]" : text;
@@ -59,9 +52,16 @@ std::vector<ToolSpec> allowedEngineTools(const std::vector<MCPClient::ToolInfo>&
     return specs;
 }
 
+Json engineArguments(const std::string& tool, const Json& arguments) {
+    Json complete = arguments.is_object() ? arguments : Json::object();
+    if (contains(vamoWrites, tool))
+        complete["verify"] = true;
+    return complete;
+}
+
 std::string runEngineTool(MCPHub& engine, const ToolCall& call, std::stop_token stop) {
     try {
-        const ToolReply reply = engine.call(call.name, argumentsFor(call), stop);
+        const ToolReply reply = engine.call(call.name, engineArguments(call.name, call.args), stop);
         return (reply.isError ? "TOOL ERROR: " : "") + bounded(reply.text);
     } catch (const BrainError& error) {
         return "TOOL ERROR: " + error.message;

@@ -7,6 +7,7 @@
 #include "app/Paths.h"
 #include "brains/MakeBrain.h"
 #include "mcp/MCPHub.h"
+#include "mcp/server/MCPServer.h"
 #include "platform/audio/AudioServer.h"
 #include "platform/concurrency/BackgroundJobs.h"
 #include "platform/concurrency/Cancelled.h"
@@ -149,7 +150,9 @@ void runHeadless() {
     Listener listener;
     const std::jthread keeper(
         [&](std::stop_token stop) { keepListening(listener, std::move(stop)); });
+    MCPServer::shared().start();
     MainQueue::shared().runLoop();
+    MCPServer::shared().stop();
     MCPHub::shared().shutdown();
 }
 

@@ -23,6 +23,18 @@ std::string homeFromUserDatabase() {
     return "/";
 }
 
+// The folder above "bin" and "libexec"; /usr when the system does not tell where we are.
+std::filesystem::path installPrefix() {
+    std::error_code error;
+    const auto executable = std::filesystem::read_symlink("/proc/self/exe", error);
+    if (error)
+        return "/usr";
+    auto folder = executable.parent_path();
+    if (folder.filename() == "tavik") // in libexec
+        folder = folder.parent_path();
+    return folder.parent_path();
+}
+
 } // namespace
 
 std::string tavikHome() {
@@ -62,6 +74,10 @@ std::string instanceLockPath() {
     return pathInHome("Library/Application Support/Tavik/instance.lock");
 }
 
+std::string defaultSocketPath() {
+    return pathInHome("Library/Application Support/Tavik/tavik-mcp.sock");
+}
+
 std::string preferencesPath() {
     return pathInHome("Library/Preferences/ai.tavik.json");
 }
@@ -72,12 +88,21 @@ std::string legacyKeyPath(std::string_view provider) {
 
 std::string resourcePath(std::string_view name) {
     std::filesystem::path folder = environment("TAVIK_RESOURCES");
-    if (folder.empty()) {
-        std::error_code ignored;
-        const auto executable = std::filesystem::read_symlink("/proc/self/exe", ignored);
-        folder = executable.parent_path().parent_path() / "share" / "tavik";
-    }
+    if (folder.empty())
+        folder = installPrefix() / "share" / "tavik";
     return (folder / name).string();
+}
+
+std::string executablePath() {
+    return (installPrefix() / "bin" / "tavik").string();
+}
+
+std::string programPath() {
+    return (installPrefix() / "libexec" / "tavik" / "tavik").string();
+}
+
+std::string desktopEntryPath() {
+    return (installPrefix() / "share" / "applications" / "ai.tavik.desktop").string();
 }
 
 } // namespace tavik

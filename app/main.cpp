@@ -2,10 +2,13 @@
 #include "app/CommandLine.h"
 #include "app/HeadlessApp.h"
 #include "app/Log.h"
+#include "app/MCPSelfTest.h"
 #include "app/MemorySelfTest.h"
 #include "app/QuitSignals.h"
 #include "app/SingleInstanceGuard.h"
 #include "mcp/MCPHub.h"
+#include "mcp/server/MCPServer.h"
+#include "mcp/shim/MCPShim.h"
 #include "platform/concurrency/Cancelled.h"
 #include "platform/concurrency/MainQueue.h"
 
@@ -33,6 +36,7 @@ int runSelfTest(const std::function<void(std::stop_token)>& test) {
     } catch (const Cancelled&) {
         // Quitting.
     }
+    MCPServer::shared().stop();
     MCPHub::shared().shutdown();
     return 0;
 }
@@ -54,7 +58,7 @@ int listen(const CommandLine& commandLine) {
 int run(const CommandLine& commandLine) {
     switch (commandLine.mode) {
     case CommandLine::Mode::shim:
-        return sayNotBuilt("--mcp");
+        runMCPShim();
     case CommandLine::Mode::help:
         std::fputs(usage().data(), stdout);
         return 0;
@@ -67,7 +71,7 @@ int run(const CommandLine& commandLine) {
     case CommandLine::Mode::selftestMemory:
         return runSelfTest(runMemorySelfTest);
     case CommandLine::Mode::selftestMcp:
-        return sayNotBuilt("--selftest-mcp");
+        return runSelfTest(runMCPSelfTest);
     case CommandLine::Mode::selftestSurvive:
         return sayNotBuilt("--selftest-survive");
     case CommandLine::Mode::listen:

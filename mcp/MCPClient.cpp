@@ -164,32 +164,18 @@ void MCPClient::notify(const char* method) {
 bool MCPClient::sendLocked(const Json& message) {
     if (!isAlive || outgoing.size() > maximumOutgoingBytes)
         return false;
-    const bool isFirst = outgoing.empty();
-    outgoing += compactJson(message) + "\n";
+    const bool isFirst = outgoing.isEmpty();
+    outgoing.append(compactJson(message) + "\n");
     if (!isFirst)
         return true;
     const bool isTaken = flushLocked();
-    if (!outgoing.empty())
+    if (!outgoing.isEmpty())
         eventfd_write(wake.get(), 1); // the thread writes the rest
     return isTaken;
 }
 
 bool MCPClient::flushLocked() {
-    bool isTaken = true;
-    while (isTaken && outgoingTaken < outgoing.size()) {
-        const auto taken = process->write(std::string_view(outgoing).substr(outgoingTaken));
-        if (taken == 0)
-            return true;
-        isTaken = taken.has_value();
-        outgoingTaken += taken.value_or(0);
-    }
-    dropOutgoingLocked();
-    return isTaken;
-}
-
-void MCPClient::dropOutgoingLocked() {
-    outgoing.clear();
-    outgoingTaken = 0;
+    return outgoing.flush([this](std::string_view bytes) { return process->write(bytes); });
 }
 
 void MCPClient::failAllLocked(const std::string& sentence) {
@@ -204,7 +190,7 @@ void MCPClient::terminate() {
     isAlive = false;
     failAllLocked("The desktop-control connection was stopped. An action may already have "
                   "happened; check the desktop before retrying.");
-    dropOutgoingLocked();
+    outgoing.clear();
     if (!process)
         return;
     process->closeInput();
@@ -245,7 +231,7 @@ std::vector<pollfd> MCPClient::waits() {
         descriptors.push_back({process->output(), POLLIN, 0});
     if (errorsAreOpen)
         descriptors.push_back({process->errors(), POLLIN, 0});
-    if (!outgoing.empty())
+    if (!outgoing.isEmpty())
         descriptors.push_back({process->input(), POLLOUT, 0});
     return descriptors;
 }
@@ -301,7 +287,7 @@ void MCPClient::died() {
     {
         const std::lock_guard lock(mutex);
         isAlive = false;
-        dropOutgoingLocked();
+        outgoing.clear();
         failAllLocked("The desktop-control engine stopped unexpectedly.");
     }
     log("[mcp] " + serverName + " exited");

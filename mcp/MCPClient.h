@@ -2,6 +2,7 @@
 
 #include "brains/Brain.h"
 #include "mcp/LineBuffer.h"
+#include "mcp/OutgoingBytes.h"
 #include "mcp/ToolReply.h"
 #include "platform/process/SpawnedProcess.h"
 
@@ -71,7 +72,6 @@ private:
     // These expect the lock to be held.
     bool sendLocked(const Json& message);
     bool flushLocked();
-    void dropOutgoingLocked();
     void failAllLocked(const std::string& sentence);
 
     // The thread of the process's pipes.
@@ -92,8 +92,7 @@ private:
     std::condition_variable_any answered;
     // The rest is guarded by mutex.
     std::unique_ptr<SpawnedProcess> process;
-    std::string outgoing;          // messages that the process has not taken whole
-    std::size_t outgoingTaken = 0; // of their bytes
+    OutgoingBytes outgoing;
     std::map<std::int64_t, std::optional<Answer>> pending;
     std::int64_t nextID = 1;
     bool isAlive = false;
