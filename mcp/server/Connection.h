@@ -12,9 +12,8 @@
 
 namespace tavik {
 
-// One connected client: JSON-RPC 2.0 messages, an object a line, both ways. It never blocks. Belongs
-// to the thread of the server's loop.
-// Protocol: JSON-RPC 2.0, https://www.jsonrpc.org
+// One connected client: JSON-RPC 2.0 messages, an object a line, both ways. It never blocks.
+// Belongs to the thread of the server's loop. Protocol: JSON-RPC 2.0, https://www.jsonrpc.org
 class Connection {
 public:
     using Instant = std::chrono::steady_clock::time_point;
@@ -26,9 +25,9 @@ public:
     int descriptor() const { return number; }
     bool isOpen() const { return static_cast<bool>(socket); }
 
-    // Takes some of the bytes that have arrived and hands over each object that they complete. Lines
-    // that are none are dropped. The end of the stream closes the connection, and so does a line of
-    // more than a mebibyte.
+    // Takes some of the bytes that have arrived and hands over each object that they complete.
+    // Lines that are none are dropped. The end of the stream closes the connection, and so does a
+    // line of more than a mebibyte.
     void receive(const OnRequest& onRequest);
 
     void reply(const Json& id, Json result);

@@ -27,8 +27,8 @@ public:
 
     int descriptor() const { return socket.get(); }
 
-    // The next client, without blocking; none, with the reason in errno, when nobody waits. A client
-    // of another user is turned away with EACCES.
+    // The next client, without blocking; none, with the reason in errno, when nobody waits. A
+    // client of another user is turned away with EACCES.
     FileDescriptor accept() const;
 
 private:

@@ -29,16 +29,15 @@ public:
               [this](const auto& client) { handler.forget(client); }) {}
 
     ~Service() {
-        loop.stop(); // begins no more calls
+        loop.stop();  // begins no more calls
         pool.reset(); // hands no more answers to the loop
     }
 
 private:
     ServerTools tools;
     std::optional<WorkerPool> pool;
-    RequestHandler handler{
-        tools, [this](WorkerPool::Job job) { pool->async(std::move(job)); },
-        [this](ServerLoop::Job job) { loop.async(std::move(job)); }};
+    RequestHandler handler{tools, [this](WorkerPool::Job job) { pool->async(std::move(job)); },
+                           [this](ServerLoop::Job job) { loop.async(std::move(job)); }};
     ServerLoop loop; // last: its thread uses the above
 };
 

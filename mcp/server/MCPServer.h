@@ -32,8 +32,8 @@ public:
     // Serves at the path until `stop`. What prevents it is logged, and nothing else happens.
     void start();
 
-    // Closes every connection, stops the calls that run, and removes the socket's file. Returns when
-    // all that is done, within some 50 ms.
+    // Closes every connection, stops the calls that run, and removes the socket's file. Returns
+    // when all that is done, within some 50 ms.
     void stop();
 
 private:

@@ -78,9 +78,9 @@ std::vector<pollfd> ServerLoop::waits() const {
     const int listening = acceptAgain ? -1 : listener->descriptor();
     std::vector<pollfd> polled = {{wake.get(), POLLIN, 0}, {listening, POLLIN, 0}};
     for (const ClientPointer& client : clients)
-        polled.push_back(
-            {client->descriptor(),
-             static_cast<short>(client->hasOutgoing() ? POLLIN | POLLOUT : POLLIN), 0});
+        polled.push_back({client->descriptor(),
+                          static_cast<short>(client->hasOutgoing() ? POLLIN | POLLOUT : POLLIN),
+                          0});
     return polled;
 }
 

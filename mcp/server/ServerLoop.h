@@ -14,8 +14,8 @@
 
 namespace tavik {
 
-// The thread of the server's sockets: it accepts clients, reads their requests, writes what they are
-// answered, and runs the jobs it is given. Nothing on it may block.
+// The thread of the server's sockets: it accepts clients, reads their requests, writes what they
+// are answered, and runs the jobs it is given. Nothing on it may block.
 class ServerLoop {
 public:
     using ClientPointer = std::shared_ptr<Connection>;

@@ -25,13 +25,13 @@ constexpr const char* confirmedDescription =
 
 Json ownTool(const char* name, const char* description, const char* property,
              const char* propertyDescription) {
-    return {{"name", name},
-            {"description", description},
-            {"inputSchema",
-             {{"type", "object"},
-              {"properties",
-               {{property, {{"type", "string"}, {"description", propertyDescription}}}}},
-              {"required", Json::array({property})}}}};
+    return {
+        {"name", name},
+        {"description", description},
+        {"inputSchema",
+         {{"type", "object"},
+          {"properties", {{property, {{"type", "string"}, {"description", propertyDescription}}}}},
+          {"required", Json::array({property})}}}};
 }
 
 // An engine's schema may be anything; what it lacks of an object's is added.

@@ -1,23 +1,12 @@
 #include "agent/DesktopToolbox.h"
 #include "agent/BuiltInTools.h"
+#include "tests/agent/FakeApplications.h"
 #include "tests/agent/ScriptedBrain.h"
 
 namespace tavik {
 namespace {
 
 using testing::ElementsAre;
-
-class FakeApplications : public Applications {
-public:
-    bool open(const std::string& name, std::stop_token) override {
-        if (name == "Broken")
-            throw LaunchError("it ended at once");
-        return name == "Notes";
-    }
-    bool openUrl(const std::string& url, std::stop_token) override {
-        return url.starts_with("https://");
-    }
-};
 
 class DesktopToolboxTest : public testing::Test {
 protected:
