@@ -28,6 +28,8 @@ struct Pipe {
     FileDescriptor write;
 };
 
+constexpr int bySignal = 128; // as shells say it
+
 void check(int error) {
     if (error != 0)
         throw std::system_error(error, std::generic_category());
@@ -144,14 +146,15 @@ std::optional<std::size_t> SpawnedProcess::write(std::string_view bytes) const {
 }
 
 void SpawnedProcess::signal(int number) const {
-    if (!isReaped)
+    if (!status)
         kill(process, number);
 }
 
 bool SpawnedProcess::hasEnded() {
-    if (!isReaped)
-        isReaped = waitpid(process, nullptr, WNOHANG) == process;
-    return isReaped;
+    int wait = 0;
+    if (!status && waitpid(process, &wait, WNOHANG) == process)
+        status = WIFEXITED(wait) ? WEXITSTATUS(wait) : bySignal + WTERMSIG(wait);
+    return status.has_value();
 }
 
 } // namespace tavik

@@ -48,6 +48,9 @@ public:
     // Whether it has ended; takes its exit status from the system then.
     bool hasEnded();
 
+    // Once it has ended; 128 and the signal's number when a signal ended it.
+    std::optional<int> exitStatus() const { return status; }
+
 private:
     void spawn(const Command& command, int input, int output, int errors);
 
@@ -56,7 +59,7 @@ private:
     FileDescriptor standardInput;
     FileDescriptor standardOutput;
     FileDescriptor standardError;
-    bool isReaped = false;
+    std::optional<int> status;
 };
 
 } // namespace tavik

@@ -70,6 +70,10 @@ std::string openDescriptors() {
 void callDesktop(const std::string& tool, const Json& arguments, const Json& id) {
     if (arguments.contains("exit"))
         std::exit(3);
+    if (arguments.contains("hang"))
+        return;
+    if (arguments.contains("pid"))
+        return say(replyLine(id, textResult(std::to_string(getpid()))));
     Json result = textResult(tool + " " + compactJson(arguments));
     result["structuredContent"] = arguments;
     say(replyLine(id, result));

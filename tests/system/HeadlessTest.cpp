@@ -12,7 +12,7 @@ using testing::HasSubstr;
 namespace tavik {
 
 TEST(Headless, RefusesModesThatAreNotBuiltAndArgumentsItDoesNotKnow) {
-    for (const char* argument : {"--mcp", "--selftest-mcp", "--selftest-survive", "--nonsense"}) {
+    for (const char* argument : {"--selftest-survive", "--nonsense"}) {
         RunningTavik tavik({argument}, nullptr);
         EXPECT_EQ(tavik.process().waitFor(10s), 2) << argument;
         EXPECT_THAT(tavik.output(), HasSubstr(argument));
