@@ -462,7 +462,7 @@ TEST_F(VoiceWorld, StopsInTheMiddleOfAnythingAndStartsAgain) {
     EXPECT_LT(std::chrono::steady_clock::now() - asked, 50ms);
     EXPECT_EQ(phases().back(), "off");
     loop->triggerSession(); // nobody listens
-    loop->start();
+    restart();
     ASSERT_TRUE(reaches(Kind::idle));
     pass(10s);
     EXPECT_EQ(phases().back(), "idle");

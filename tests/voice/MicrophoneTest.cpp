@@ -95,7 +95,7 @@ TEST_F(VoiceWorld, GivesUpASilentDeviceAfterThreeRebuilds) {
         logged("[mic] no audio after 5s (silent retry 3/3) — rebuilding the audio front-end"));
     EXPECT_TRUE(eventually([&] { return !loop->isRunning(); }));
     microphoneIsDead = false;
-    loop->start();
+    restart();
     EXPECT_TRUE(reaches(Kind::idle));
 }
 
@@ -107,7 +107,7 @@ TEST_F(VoiceWorld, StopsWhenTheServerDoesNotComeBack) {
     EXPECT_TRUE(logged("[mic] ⚠ rebind failed — stopping the loop (error already reported)"));
     EXPECT_TRUE(eventually([&] { return !loop->isRunning(); }));
     audio.isDown = false;
-    loop->start();
+    restart();
     EXPECT_TRUE(reaches(Kind::idle));
 }
 

@@ -20,16 +20,6 @@ constexpr auto bufferTime = 50ms;
 constexpr std::size_t bufferSamples = tuning::SAMPLE_RATE / 20;
 constexpr std::size_t stampLength = 15; // "[HH:MM:SS.mmm] "
 
-AgentSurroundings emptySurroundings(Clock& clock) {
-    AgentSurroundings around;
-    around.buildToolbox = [](std::stop_token) { return DesktopToolbox(builtInToolSpecs()); };
-    around.recap = [](const std::string&) { return std::nullopt; };
-    around.readContext = [](std::stop_token) { return DesktopContext{}; };
-    around.clipboard = {};
-    around.clock = &clock;
-    return around;
-}
-
 } // namespace
 
 void FakeSpeech::speak(const std::string& text, const std::optional<Voice>&) {
@@ -60,6 +50,7 @@ BrainReply FakeBrain::chat(const std::vector<AgentMessage>& messages, const std:
                            std::stop_token stop) {
     ++calls;
     lastTranscript = messages;
+    onChat(messages);
     if (thinkingTime > 0s)
         clock.sleepFor(thinkingTime, stop);
     throwIfStopped(stop);
@@ -95,6 +86,18 @@ VoiceWorld::~VoiceWorld() {
     loop.reset();
 }
 
+AgentSurroundings VoiceWorld::surroundings() {
+    AgentSurroundings around;
+    around.buildToolbox = [this](std::stop_token) {
+        return hasToolbox ? std::optional(DesktopToolbox(builtInToolSpecs())) : std::nullopt;
+    };
+    around.recap = [](const std::string&) { return std::nullopt; };
+    around.readContext = [](std::stop_token) { return DesktopContext{}; };
+    around.clipboard = {};
+    around.clock = &clock;
+    return around;
+}
+
 void VoiceWorld::start() {
     loop.reset();
     {
@@ -103,7 +106,12 @@ void VoiceWorld::start() {
         seen = 0;
     }
     loop = std::make_unique<VoiceLoop>(services(), callbacks());
+    restart();
+}
+
+void VoiceWorld::restart() {
     loop->start();
+    clock.awaitThreads(2);
 }
 
 void VoiceWorld::playSounds() {
@@ -137,20 +145,11 @@ VoiceServices VoiceWorld::services() {
         .makeAgentSession =
             [this](std::shared_ptr<Brain> made, std::string sessionID) {
                 return std::make_unique<AgentSession>(std::move(made), std::move(sessionID),
-                                                      emptySurroundings(clock));
+                                                      surroundings());
             },
-        .remember =
-            [this](const std::string&, const std::string& role, const std::string& text) {
-                note("remembers " + role + ": " + text);
-                const std::lock_guard lock(mutex);
-                memory.push_back(role + ": " + text);
-            },
-        .onConversationEnd =
-            [this](const std::string&) {
-                note("remembers end");
-                const std::lock_guard lock(mutex);
-                memory.emplace_back("end");
-            },
+        .remember = [this](const std::string& sessionID, const std::string& role,
+                           const std::string& text) { remember(sessionID, role, text); },
+        .onConversationEnd = [this](const std::string& sessionID) { endMemory(sessionID); },
     };
 }
 
@@ -172,6 +171,7 @@ VoiceCallbacks VoiceWorld::callbacks() {
 void VoiceWorld::notePhase(const TavikPhase& phase) {
     clock.join();
     note("phase " + describe(phase));
+    onPhase(phase);
     bool wasIdle = false;
     {
         const std::lock_guard lock(mutex);
@@ -179,7 +179,7 @@ void VoiceWorld::notePhase(const TavikPhase& phase) {
         reported.push_back(phase);
     }
     if (phase.kind == TavikPhase::Kind::idle)
-        clock.awaitThreads(2);
+        clock.awaitThreads(3);
     if (phase.kind != TavikPhase::Kind::listening)
         return;
     clock.awaitThreads(1 + threadsInConversation);
@@ -190,6 +190,46 @@ void VoiceWorld::notePhase(const TavikPhase& phase) {
 void VoiceWorld::note(const std::string& event) {
     if (tellsStory)
         log("# " + event);
+}
+
+void VoiceWorld::remember(const std::string& sessionID, const std::string& role,
+                          const std::string& text) {
+    note("remembers " + role + ": " + text);
+    const std::lock_guard lock(mutex);
+    if (!openSession.empty() && openSession != sessionID)
+        wrong.push_back("a conversation began before the last one had ended");
+    const bool followsUser = !memory.empty() && memory.back().starts_with("user: ");
+    if (role == "assistant" && !followsUser)
+        wrong.push_back("an answer was remembered without its question");
+    openSession = sessionID;
+    memory.push_back(role + ": " + text);
+}
+
+void VoiceWorld::endMemory(const std::string& sessionID) {
+    note("remembers end");
+    const std::lock_guard lock(mutex);
+    if (openSession != sessionID)
+        wrong.push_back("a conversation ended of which nothing was remembered");
+    openSession.clear();
+    memory.emplace_back("end");
+}
+
+std::vector<std::string> VoiceWorld::complaints() {
+    const std::lock_guard lock(mutex);
+    auto all = wrong;
+    if (!openSession.empty())
+        all.push_back("a conversation is over, but not in the memory");
+    return all;
+}
+
+TavikPhase VoiceWorld::lastPhase() {
+    const std::lock_guard lock(mutex);
+    return reported.empty() ? TavikPhase{} : reported.back();
+}
+
+bool VoiceWorld::isQuiet() {
+    const std::lock_guard lock(mutex);
+    return atMicrophone.empty();
 }
 
 std::vector<std::string> VoiceWorld::remembered() {

@@ -57,6 +57,8 @@ public:
     bool isBroken = false; // throws what is no BrainError
     std::atomic<int> calls = 0;
     std::vector<AgentMessage> lastTranscript; // of the last call
+    std::function<void(const std::vector<AgentMessage>&)> onChat =
+        [](const std::vector<AgentMessage>&) {};
 
 private:
     Clock& clock;
@@ -70,6 +72,8 @@ public:
     ~VoiceWorld() override;
 
     void start();
+    // The same loop, after its end.
+    void restart();
     // Starts and waits until the loop is idle.
     bool starts();
     // The hotkey and a second of speech.
@@ -109,6 +113,13 @@ public:
     std::shared_ptr<FakeBrain> brain = std::make_shared<FakeBrain>(clock);
     FakeListeners listeners{clock};
     bool tellsStory = true;
+    bool hasToolbox = true;
+    // While no conversation goes on: what was wrong about the memory's records; empty when nothing.
+    std::vector<std::string> complaints();
+    TavikPhase lastPhase();
+    // Whether the microphone hears nothing any more.
+    bool isQuiet();
+    std::function<void(const TavikPhase&)> onPhase = [](const TavikPhase&) {};
     std::atomic<bool> microphoneIsDead = false;
     std::atomic<int> pauseRequests = 0;
     std::atomic<int> preparations = 0; // of the brain
@@ -119,15 +130,20 @@ public:
 private:
     using Sounds = std::deque<std::pair<float, Clock::Duration>>; // level and rest
 
+    AgentSurroundings surroundings();
     void playSounds();
     void append(Sounds& sounds, float level, Clock::Duration duration);
     void note(const std::string& event);
     void notePhase(const TavikPhase& phase);
+    void remember(const std::string& sessionID, const std::string& role, const std::string& text);
+    void endMemory(const std::string& sessionID);
     VoiceServices services();
     VoiceCallbacks callbacks();
 
     std::mutex mutex;
     std::vector<std::string> memory;  // guarded by mutex
+    std::string openSession;          // guarded by mutex; remembered in part
+    std::vector<std::string> wrong;   // guarded by mutex
     std::size_t seen = 0;             // guarded by mutex; how far `reaches` has read
     std::vector<TavikPhase> reported; // guarded by mutex
     Sounds atMicrophone;              // guarded by mutex
