@@ -23,6 +23,8 @@ public:
     std::optional<LogLine> await(const std::vector<std::string_view>& beginnings, WallTime deadline,
                                  std::stop_token stop);
 
+    pid_t pid() const { return process.pid(); }
+
     // All that it has logged so far.
     const std::vector<LogLine>& lines();
 

@@ -30,6 +30,11 @@ public:
     std::optional<std::string> brokenRecording() const;
     std::vector<Exchange> exchanges() const { return journal.exchanges(); }
 
+    PrivatePulseAudio& soundServer() { return *sound; }
+    PrivateSpeechDispatcher& speechService() { return *speech; }
+    // Not there when the real provider is asked.
+    ScriptedModel& scriptedModel() { return *model; }
+
 private:
     void startServices();
     void openRecorders();
