@@ -91,6 +91,8 @@ TEST_F(SpeechOutputTest, OddTextsAreSpokenAndLeaveTheProtocolInStep) {
              {"commands and CR LF", "One two three\r\n.\r\nQUIT four five six", all},
              {"markup", "<speak> one two three <b> & four five six", all},
              {"emoji", "One two three 😀 four five six", all},
+             {"only emoji", "😀 🎉 👍🏽", 0},
+             {"another language", "Guten Morgen, wie spät ist es? おはよう", all * 0.5},
              {"NUL", std::string("One two three\0four five six", 27), all},
              {"not UTF-8", "One two three \xFF\xC3 four five six", all},
          }) {
