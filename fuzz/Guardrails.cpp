@@ -1,8 +1,7 @@
 #include "agent/Guardrails.h"
 #include "agent/ActionRules.h"
-#include "agent/Audit.h"
-#include "app/Log.h"
 #include "fuzz/FixedReply.h"
+#include "fuzz/ShortRecords.h"
 #include "fuzz/Targets.h"
 #include "platform/text/Text.h"
 
@@ -17,15 +16,6 @@ constexpr const char* tools[] = {
     "double_click", "click_menu", "select_option", "handle_system_dialog", "press_key",
     "ax_snapshot",  "open_url",
 };
-
-// A long search would fill the disk.
-void keepRecordsShort() {
-    static int inputs = 0;
-    if (++inputs % 1000 != 0)
-        return;
-    Audit::clearHistory();
-    TavikLog::clearHistory();
-}
 
 } // namespace
 

@@ -20,4 +20,10 @@ void judgeCall(std::string_view input);
 // turns.
 void readSummary(std::string_view input);
 
+// What an engine says: the first byte says in what pieces it comes.
+void readEngineLines(std::string_view input);
+
+// The lines that an external agent sends.
+void handleAgentRequests(std::string_view input);
+
 } // namespace tavik::fuzz

@@ -85,4 +85,12 @@ TEST(Mutation, GetsNoHeldCallPastTheGuardrails) {
     readMutations("guardrails", fuzz::judgeCall);
 }
 
+TEST(Mutation, BreaksNoReaderOfAnEngine) {
+    readMutations("engine-lines", fuzz::readEngineLines);
+}
+
+TEST(Mutation, LeavesEveryRequestOfAnAgentWithOneAnswer) {
+    readMutations("agent-requests", fuzz::handleAgentRequests);
+}
+
 } // namespace tavik

@@ -88,6 +88,11 @@ void call(const std::string& tool, const Json& arguments, const Json& id) {
              reply["id"] = id;
              say(compactJson(reply) + "\n");
          }},
+        {"big",
+         [&] {
+             say(replyLine(id,
+                           textResult(std::string(arguments["bytes"].get<std::size_t>(), 'x'))));
+         }},
         {"split", [&] { saySlowly(replyLine(id, textResult("split"))); }},
         {"hold", [&] { batch = replyLine(id, textResult("held")) + batch; }},
         {"release", [&] { say(batch + replyLine(id, textResult("released"))); }},
