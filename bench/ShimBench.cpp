@@ -7,6 +7,7 @@
 #include "platform/process/SpawnedProcess.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -14,6 +15,7 @@
 #include <fstream>
 #include <poll.h>
 #include <sys/socket.h>
+#include <system_error>
 #include <thread>
 
 namespace {
@@ -65,8 +67,9 @@ public:
     explicit ServerEnd(const std::string& path)
         : listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
         const auto address = socketAddress(path).value();
-        bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
-        listen(listener.get(), 1);
+        const auto* generic = reinterpret_cast<const sockaddr*>(&address);
+        if (bind(listener.get(), generic, sizeof address) != 0 || listen(listener.get(), 1) != 0)
+            throw std::system_error(errno, std::generic_category(), path);
     }
     FileDescriptor accept() const {
         return FileDescriptor(accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC));
