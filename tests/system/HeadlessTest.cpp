@@ -19,6 +19,23 @@ TEST(Headless, RefusesModesThatAreNotBuiltAndArgumentsItDoesNotKnow) {
     }
 }
 
+TEST(Headless, ServesAgentsForTestsOnlyAtASocketOfTheirOwn) {
+    const TemporaryFolder home;
+    const std::string usual = home.file("Library/Application Support/Tavik/tavik-mcp.sock");
+    for (const std::optional<std::string>& socket : {std::optional<std::string>(), {""}, {usual}}) {
+        const std::string output = home.file("output");
+        ChildProcess tavik({.arguments = {TAVIK_PROGRAM, "--selftest-mcp"},
+                            .environment = {{"HOME", home.path()}, {"TAVIK_MCP_SOCKET", socket}},
+                            .outputPath = output,
+                            .input = ""});
+        EXPECT_EQ(tavik.waitFor(10s), 0);
+        EXPECT_THAT(readFile(output),
+                    HasSubstr("[selftest-mcp] isolated TAVIK_MCP_SOCKET is required\n"));
+        EXPECT_FALSE(std::filesystem::exists(usual));
+        std::filesystem::remove(output);
+    }
+}
+
 TEST(Headless, SaysHowToSwitchListeningOnAndThenListens) {
     RunningTavik tavik({}, nullptr, {{"PULSE_SERVER", "unix:/nonexistent"}});
     ASSERT_TRUE(tavik.prints("Listening is off. To switch it on without a window, write "

@@ -1,6 +1,9 @@
 #include "agent/Audit.h"
+#include "app/Paths.h"
+#include "mcp/ClientConfiguration.h"
 #include "tests/mcp/server/ServerFixture.h"
 
+#include <filesystem>
 #include <fmt/format.h>
 #include <thread>
 
@@ -214,6 +217,21 @@ TEST_F(MCPServerTest, RecordsEveryRunOfATool) {
         HasSubstr(R"("event":"tool","source":"mcp","name":"focus_app","success":true,"ms":)"));
     EXPECT_THAT(records, HasSubstr("\"name\":\"" + std::string(200, 'n') + "\",\"success\":false"));
     EXPECT_EQ(std::count(records.begin(), records.end(), '\n'), 2);
+}
+
+TEST(ClientConfiguration, NamesTheProgramThatBridges) {
+    EXPECT_EQ(mcpConfigJSON(), R"({
+  "mcpServers": {
+    "tavik": {
+      "args": [
+        "--mcp"
+      ],
+      "command": ")" + executablePath() +
+                                   R"("
+    }
+  }
+})");
+    EXPECT_TRUE(std::filesystem::exists(executablePath()));
 }
 
 } // namespace tavik
