@@ -4,6 +4,7 @@
 #include "app/KeyMigration.h"
 #include "app/Log.h"
 #include "app/MemoryKeeper.h"
+#include "app/OpenTranscriber.h"
 #include "app/Paths.h"
 #include "brains/MakeBrain.h"
 #include "mcp/MCPHub.h"
@@ -44,7 +45,7 @@ VoiceServices makeServices(AudioServer& audio, SpeechOutput& speech, BackgroundJ
         .defaults = UserDefaults::standard(),
         .audio = audio,
         .speech = speech,
-        .openTranscriber = openEmbeddedTranscriber,
+        .openTranscriber = openTranscriber,
         .loadWakeModel =
             [] {
                 return loadAudioClassifier(resourcePath("HeyVessa_runtime.onnx"),
