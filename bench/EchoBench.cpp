@@ -2,6 +2,7 @@
 // microphone: how often its own "Hey Vessa" interrupts it (limit: never), and how often the user's
 // does, by how much louder the user is than the echo.
 
+#include "bench/QuietLog.h"
 #include "tools/demo/LiveVoice.h"
 
 #include <cstdio>
@@ -77,7 +78,7 @@ private:
     std::string loopback;
 };
 
-int run(int rounds) {
+int run(FILE* figures, int rounds) {
     const PrivateHome home(PrivateHome::Network::none);
     LiveVoice live(home);
     if (!live.await(Kind::idle, 20s))
@@ -88,18 +89,19 @@ int run(int rounds) {
         int own = 0;
         for (int round = 0; round < rounds; ++round)
             own += bench.isInterrupted(ownPhrase, false) ? 1 : 0;
-        std::printf("echo -%2d dB: its own phrase interrupted it %d of %d times (limit 0)\n",
-                    decibels, own, rounds);
+        std::fprintf(figures,
+                     "echo -%2d dB: its own phrase interrupted it %d of %d times (limit 0)\n",
+                     decibels, own, rounds);
     }
-    std::printf("its own phrase was told from the user's %zu times\n",
-                bench.lines("[wake] that was Tavik's own voice"));
+    std::fprintf(figures, "its own phrase was told from the user's %zu times\n",
+                 bench.lines("[wake] that was Tavik's own voice"));
     for (const int decibels : {0, 6, 12, 20, 30, 60}) {
         bench.feedBack(decibels);
         int heard = 0;
         for (int round = 0; round < rounds; ++round)
             heard += bench.isInterrupted(longAnswer, true) ? 1 : 0;
-        std::printf("echo -%2d dB: the user's phrase interrupted it %d of %d times\n", decibels,
-                    heard, rounds);
+        std::fprintf(figures, "echo -%2d dB: the user's phrase interrupted it %d of %d times\n",
+                     decibels, heard, rounds);
     }
     return 0;
 }
@@ -107,5 +109,6 @@ int run(int rounds) {
 } // namespace
 
 int main(int argc, char** argv) {
-    return run(argc > 1 ? std::atoi(argv[1]) : 8);
+    FILE* figures = tavik::quietLog();
+    return run(figures, argc > 1 ? std::atoi(argv[1]) : 8);
 }

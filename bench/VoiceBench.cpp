@@ -4,6 +4,7 @@
 // silence. Limits beside them: what is felt as immediate, a tenth of a second, and for the
 // recogniser half a second.
 
+#include "bench/QuietLog.h"
 #include "tools/demo/LiveVoice.h"
 
 #include <algorithm>
@@ -26,12 +27,12 @@ public:
         values.push_back(std::max(0.0, 1000 * secondsBetween(begin, end)));
     }
 
-    void print(const char* what, double limit) {
+    void print(FILE* figures, const char* what, double limit) {
         std::sort(values.begin(), values.end());
         if (values.empty())
-            return void(std::printf("%-42s no figure\n", what));
-        std::printf("%-42s %6.0f ms p50, %6.0f ms p99, of %zu (limit %.0f)\n", what, at(0.5),
-                    at(0.99), values.size(), limit);
+            return void(std::fprintf(figures, "%-42s no figure\n", what));
+        std::fprintf(figures, "%-42s %6.0f ms p50, %6.0f ms p99, of %zu (limit %.0f)\n", what,
+                     at(0.5), at(0.99), values.size(), limit);
     }
 
 private:
@@ -74,11 +75,11 @@ public:
         return live.await(Kind::idle, 3s).has_value();
     }
 
-    void print() {
-        toListening.print("end of \"Hey Vessa\" to listening", 100);
-        toRequest.print("last word to request, beyond 1.2 s", 500);
-        toSound.print("answer to first sound", 100);
-        toSilence.print("barge-in to silence", 100);
+    void print(FILE* figures) {
+        toListening.print(figures, "end of \"Hey Vessa\" to listening", 100);
+        toRequest.print(figures, "last word to request, beyond 1.2 s", 500);
+        toSound.print(figures, "answer to first sound", 100);
+        toSilence.print(figures, "barge-in to silence", 100);
     }
 
 private:
@@ -89,7 +90,7 @@ private:
     Figures toSilence;
 };
 
-int run(int rounds) {
+int run(FILE* figures, int rounds) {
     const PrivateHome home(PrivateHome::Network::none);
     LiveVoice live(home);
     if (!live.await(Kind::idle, 20s))
@@ -99,13 +100,15 @@ int run(int rounds) {
     int failures = 0;
     for (int round = 0; round < rounds; ++round)
         failures += bench.converse(round) ? 0 : 1;
-    bench.print();
-    std::printf("conversations that did not go as planned   %d of %d\n", failures, rounds);
+    bench.print(figures);
+    std::fprintf(figures, "conversations that did not go as planned   %d of %d\n", failures,
+                 rounds);
     return 0;
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    return run(argc > 1 ? std::atoi(argv[1]) : 20);
+    FILE* figures = tavik::quietLog();
+    return run(figures, argc > 1 ? std::atoi(argv[1]) : 20);
 }

@@ -50,7 +50,8 @@ bool InterruptWatcher::hearsWakePhrase(std::stop_token stop) {
     loudspeaker.follow(now.isSpeaking);
     return now.canInterrupt && services.defaults.boolean("wakeEnabled").value_or(true) &&
            ears.detector.isCandidate(wakeWindow) && !isOwnVoice() &&
-           verifyWakePhrase(*ears.verifier, verifyWindow, std::move(stop));
+           verifyWakePhrase(*ears.verifier, loudspeaker.withoutOwnVoice(verifyWindow),
+                            std::move(stop));
 }
 
 bool InterruptWatcher::isOwnVoice() {

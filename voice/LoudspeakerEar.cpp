@@ -2,6 +2,7 @@
 
 #include "app/Log.h"
 #include "platform/audio/Resampler.h"
+#include "voice/EchoRemoval.h"
 #include "voice/VoiceServices.h"
 #include "voice/VoiceTuning.h"
 #include "voice/WakeDetector.h"
@@ -31,7 +32,7 @@ struct LoudspeakerEar::Recording {
     }
 
     Resampler converter; // used on the audio thread
-    Locked<SampleRing> ring{tuning::WAKE_WINDOW};
+    Locked<SampleRing> ring{tuning::STT_VERIFY_WINDOW};
     std::unique_ptr<AudioCapture> capture; // last: it stops calling before the converter goes
 };
 
@@ -70,9 +71,16 @@ void LoudspeakerEar::open() {
 }
 
 void LoudspeakerEar::look() {
-    recording->ring.with([this](const SampleRing& ring) { ring.copyTo(window); });
+    recording->ring.with([this](const SampleRing& ring) { ring.copyTo(played); });
+    const auto window = std::span<const float>(played).last(tuning::WAKE_WINDOW);
     if (rootMeanSquare(window) >= tuning::ENERGY_GATE && detector.wakeProb(window) >= certainty)
         lastHeard = services.clock.now();
+}
+
+std::vector<float> LoudspeakerEar::withoutOwnVoice(std::span<const float> heard) {
+    if (!recording || rootMeanSquare(played) < tuning::ENERGY_GATE)
+        return {heard.begin(), heard.end()};
+    return withoutEcho(heard, played);
 }
 
 bool LoudspeakerEar::heardWakePhrase() const {

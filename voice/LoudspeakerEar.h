@@ -32,6 +32,10 @@ public:
     // it. False when the loudspeaker cannot be recorded.
     bool heardWakePhrase() const;
 
+    // What the microphone heard until now without what the loudspeaker plays: with Tavik's own
+    // words in it nobody could tell the user's from them.
+    std::vector<float> withoutOwnVoice(std::span<const float> heard);
+
 private:
     struct Recording;
 
@@ -42,7 +46,7 @@ private:
     WakeDetector& detector;
     bool wasSpeaking = false;
     std::unique_ptr<Recording> recording; // while Tavik speaks
-    std::vector<float> window;            // a copy of its ring
+    std::vector<float> played;            // a copy of its ring
     std::optional<Clock::Instant> lastHeard;
 };
 
