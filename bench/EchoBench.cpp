@@ -35,8 +35,10 @@ public:
         loopback = server.loadModule("module-loopback",
                                      {"source=speaker.monitor", "sink=microphone-feed",
                                       "latency_msec=60", "sink_input_properties=media.name=echo"});
+        // Whoever else plays was there before it.
         const std::string inputs = server.pactl({"list", "short", "sink-inputs"});
-        const std::string number = inputs.substr(0, inputs.find('\t'));
+        const std::size_t line = inputs.rfind('\n', inputs.size() - 2) + 1;
+        const std::string number = inputs.substr(line, inputs.find('\t', line) - line);
         server.pactl({"set-sink-input-volume", number, fmt::format("-{}dB", decibels)});
         live.wait(500ms);
     }

@@ -14,9 +14,9 @@ namespace tavik {
 namespace {
 
 constexpr std::size_t frame = 256;     // samples
-constexpr int reach = 6400;            // samples; how late the echo may come, 0.4 s
+constexpr int reach = 4096;            // samples; how late the echo may come, a quarter of a second
 constexpr std::size_t headStart = 800; // samples; the two recordings are aligned that badly
-constexpr int passes = 3;              // over the same sound: the first ones get to know the room
+constexpr int passes = 8;              // over the same sound: the first ones get to know the room
 
 using Samples = std::array<spx_int16_t, frame>;
 
