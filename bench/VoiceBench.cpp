@@ -8,6 +8,7 @@
 #include "tools/demo/LiveVoice.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 
@@ -38,7 +39,7 @@ public:
 private:
     double at(double share) const {
         const auto last = static_cast<double>(values.size() - 1);
-        return values[static_cast<std::size_t>(share * last + 0.5)];
+        return values[static_cast<std::size_t>(std::lround(share * last))];
     }
 
     std::vector<double> values;
