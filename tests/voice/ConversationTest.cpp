@@ -409,7 +409,7 @@ const std::vector<Story> stories = {
 
 } // namespace
 
-class ConversationStory : public VoiceWorld, public testing::WithParamInterface<Story> {};
+class ConversationStory : public VoiceLoopTest, public testing::WithParamInterface<Story> {};
 
 TEST_P(ConversationStory, IsToldAsItHappens) {
     ASSERT_TRUE(starts());
@@ -423,7 +423,7 @@ TEST_P(ConversationStory, IsToldAsItHappens) {
 INSTANTIATE_TEST_SUITE_P(All, ConversationStory, testing::ValuesIn(stories),
                          [](const auto& each) { return std::string(each.param.name); });
 
-TEST_F(VoiceWorld, TellsWhatItStartsWith) {
+TEST_F(VoiceLoopTest, TellsWhatItStartsWith) {
     ASSERT_TRUE(starts());
     const std::string ready = "Tavik ready. Voice: Emma. Brain: ";
     EXPECT_THAT(story(),
@@ -434,7 +434,7 @@ TEST_F(VoiceWorld, TellsWhatItStartsWith) {
     EXPECT_TRUE(logged(ready + "NO KEY — add one in Settings. Say \"Hey Vessa\"."));
 }
 
-TEST_F(VoiceWorld, SaysWhatCannotBePrepared) {
+TEST_F(VoiceLoopTest, SaysWhatCannotBePrepared) {
     listeners.recogniserIsMissing = true;
     start();
     ASSERT_TRUE(reaches(Kind::error));
@@ -453,7 +453,7 @@ TEST_F(VoiceWorld, SaysWhatCannotBePrepared) {
     EXPECT_TRUE(reaches(Kind::listening));
 }
 
-TEST_F(VoiceWorld, StopsInTheMiddleOfAnythingAndStartsAgain) {
+TEST_F(VoiceLoopTest, StopsInTheMiddleOfAnythingAndStartsAgain) {
     brain->thinkingTime = 10s;
     ASSERT_TRUE(starts());
     asksAndWaitsFor(*this, Kind::thinking);
@@ -469,7 +469,7 @@ TEST_F(VoiceWorld, StopsInTheMiddleOfAnythingAndStartsAgain) {
 }
 
 // How long a conversation takes.
-class ConversationTiming : public VoiceWorld {
+class ConversationTiming : public VoiceLoopTest {
 public:
     // What is understood of an utterance that begins `onset` after the listening did.
     bool isHeardAfter(Clock::Duration onset) {
@@ -556,7 +556,7 @@ TEST_F(ConversationTiming, WakesAtTheThresholdItselfAndNotInNearSilence) {
     EXPECT_TRUE(reaches(Kind::listening));
 }
 
-TEST_F(VoiceWorld, TheModelSeesTheWholeConversation) {
+TEST_F(VoiceLoopTest, TheModelSeesTheWholeConversation) {
     brain->will(nine);
     brain->will("It is five.");
     ASSERT_TRUE(starts());

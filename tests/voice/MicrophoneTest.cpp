@@ -8,14 +8,14 @@ namespace tavik {
 
 using Kind = TavikPhase::Kind;
 
-TEST_F(VoiceWorld, TakesTheSavedMicrophone) {
+TEST_F(VoiceLoopTest, TakesTheSavedMicrophone) {
     defaults.set("micDevice", "Headset");
     ASSERT_TRUE(starts());
     EXPECT_EQ(audio.openedDevice(), "mic.two");
     EXPECT_TRUE(logged("[mic] engine running (input Headset, output Speaker)"));
 }
 
-TEST_F(VoiceWorld, FallsBackWhenTheSavedMicrophoneIsGone) {
+TEST_F(VoiceLoopTest, FallsBackWhenTheSavedMicrophoneIsGone) {
     defaults.set("micDevice", "Lost one");
     ASSERT_TRUE(starts());
     EXPECT_EQ(audio.openedDevice(), "mic.one");
@@ -25,7 +25,7 @@ TEST_F(VoiceWorld, FallsBackWhenTheSavedMicrophoneIsGone) {
     EXPECT_TRUE(logged("[mic] ⚠ saved device \"Lost one\" not found — using system default"));
 }
 
-TEST_F(VoiceWorld, SaysWhichMicrophoneCannotBeUsed) {
+TEST_F(VoiceLoopTest, SaysWhichMicrophoneCannotBeUsed) {
     struct Case {
         std::function<void()> arrange;
         std::string message;
@@ -56,7 +56,7 @@ TEST_F(VoiceWorld, SaysWhichMicrophoneCannotBeUsed) {
     }
 }
 
-TEST_F(VoiceWorld, KeepsACaptureOverALostMicrophone) {
+TEST_F(VoiceLoopTest, KeepsACaptureOverALostMicrophone) {
     listeners.commands = {"what is the time"};
     brain->will("It is nine.");
     ASSERT_TRUE(starts());
@@ -70,7 +70,7 @@ TEST_F(VoiceWorld, KeepsACaptureOverALostMicrophone) {
     ASSERT_TRUE(eventually([&] { return speech.spoken().size() == 1; }));
 }
 
-TEST_F(VoiceWorld, RebuildsOnceForABurstOfRouteChangesAndNotForNothing) {
+TEST_F(VoiceLoopTest, RebuildsOnceForABurstOfRouteChangesAndNotForNothing) {
     ASSERT_TRUE(starts());
     for (int change = 0; change < 10; ++change)
         audio.changeRoute(); // says that something changed, but nothing of ours did
@@ -83,7 +83,7 @@ TEST_F(VoiceWorld, RebuildsOnceForABurstOfRouteChangesAndNotForNothing) {
     EXPECT_EQ(audio.opens(), 2);
 }
 
-TEST_F(VoiceWorld, GivesUpASilentDeviceAfterThreeRebuilds) {
+TEST_F(VoiceLoopTest, GivesUpASilentDeviceAfterThreeRebuilds) {
     microphoneIsDead = true;
     start();
     ASSERT_TRUE(reaches(Kind::error));
@@ -99,7 +99,7 @@ TEST_F(VoiceWorld, GivesUpASilentDeviceAfterThreeRebuilds) {
     EXPECT_TRUE(reaches(Kind::idle));
 }
 
-TEST_F(VoiceWorld, StopsWhenTheServerDoesNotComeBack) {
+TEST_F(VoiceLoopTest, StopsWhenTheServerDoesNotComeBack) {
     ASSERT_TRUE(starts());
     audio.isDown = true;
     audio.endCapture("Connection terminated");

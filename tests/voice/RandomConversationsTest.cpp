@@ -158,8 +158,6 @@ public:
     }
 
 private:
-    void TestBody() override {}
-
     int upTo(int most) { return std::uniform_int_distribution<int>(0, most)(random); }
     bool rarely() { return upTo(19) == 0; }
     Clock::Duration moment(Clock::Duration most) {

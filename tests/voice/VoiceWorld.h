@@ -66,10 +66,12 @@ private:
 
 // A voice loop among fakes on simulated time. The microphone hears silence unless the test says
 // something.
-class VoiceWorld : public testing::Test {
+class VoiceWorld {
 public:
     VoiceWorld();
-    ~VoiceWorld() override;
+    virtual ~VoiceWorld();
+    VoiceWorld(const VoiceWorld&) = delete;
+    VoiceWorld& operator=(const VoiceWorld&) = delete;
 
     void start();
     // The same loop, after its end.
@@ -149,5 +151,7 @@ private:
     Sounds atMicrophone;              // guarded by mutex
     Sounds atLoudspeaker;             // guarded by mutex
 };
+
+class VoiceLoopTest : public testing::Test, public VoiceWorld {};
 
 } // namespace tavik

@@ -89,7 +89,7 @@ private:
     std::vector<float> probabilities;
 };
 
-class WakeDetectorTest : public VoiceWorld {
+class WakeDetectorTest : public VoiceLoopTest {
 protected:
     VoiceServices servicesWith(std::function<std::unique_ptr<AudioClassifier>()> load) {
         return VoiceServices{clock, defaults, audio, speech, {}, std::move(load),
