@@ -2,6 +2,7 @@
 
 #include "platform/audio/AudioServer.h"
 
+#include <atomic>
 #include <mutex>
 
 namespace tavik {
@@ -11,9 +12,9 @@ class FakeAudioServer : public AudioServer {
 public:
     std::vector<AudioDevice> devices = {{1, "mic.one", "Desk microphone", {16000, 1}},
                                         {2, "mic.two", "Headset", {16000, 1}}};
-    std::optional<std::uint32_t> defaultID = 1;
+    std::atomic<std::uint32_t> defaultID = 1;
     bool confirmsDefault = true;
-    bool isDown = false;
+    std::atomic<bool> isDown = false;
 
     // What the loop does with the sounds it plays.
     std::function<void(const std::string& name, double volume)> onSound = [](const std::string&,
