@@ -38,7 +38,8 @@ struct Server {
     UserDefaults defaults{settingsThatLetAgentsIn()};
     NoApplications applications;
     MCPHub hub{[] { return EngineLaunch{"/nonexistent", {}}; }};
-    Announcer announcer{std::make_unique<Mute>(), defaults, systemClock()};
+    Floor floor;
+    Announcer announcer{std::make_unique<Mute>(), defaults, systemClock(), floor};
     ServerTools tools{{&defaults, &applications, &hub, &announcer,
                        [](std::stop_token) { return std::string("rm -rf /"); },
                        [](std::stop_token) { return std::unique_ptr<Brain>(); }}};

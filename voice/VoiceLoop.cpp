@@ -159,6 +159,11 @@ void VoiceLoop::listen(std::stop_token stop) {
 bool VoiceLoop::wakes() {
     if (!services.defaults.boolean("wakeEnabled").value_or(true))
         return false;
+    // What an announcement says is not said by the user.
+    if (services.floor->isLent()) {
+        forgetWhatWasHeard();
+        return false;
+    }
     const bool isCooling = state.with([this](const VoiceState& shared) {
         shared.ring.copyTo(wakeWindow);
         shared.sttRing.copyTo(verifyWindow);
@@ -168,15 +173,21 @@ bool VoiceLoop::wakes() {
 }
 
 void VoiceLoop::runSession(Task<bool>* verify, std::stop_token stop) {
+    const Floor::Taken floor(*services.floor);
     services.prepareBrain();
     Conversation(services, callbacks, state, *ears).run(verify, std::move(stop));
     state.with([this](VoiceState& shared) {
         shared.wakeCooldownUntil = services.clock.now() + tuning::WAKE_COOLDOWN;
-        // What was heard before the conversation must not wake again after it.
+    });
+    forgetWhatWasHeard(); // it must not wake again
+    reportIdle();
+}
+
+void VoiceLoop::forgetWhatWasHeard() {
+    state.with([](VoiceState& shared) {
         shared.ring.clear();
         shared.sttRing.clear();
     });
-    reportIdle();
 }
 
 } // namespace tavik

@@ -50,6 +50,7 @@ private:
     void announce(std::stop_token stop);
     void listen(std::stop_token stop);
     bool wakes();
+    void forgetWhatWasHeard();
     void runSession(Task<bool>* verify, std::stop_token stop);
     void reportIdle();
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/recognition/Transcriber.h"
+#include "voice/Floor.h"
 #include "voice/TavikPhase.h"
 
 #include <functional>
@@ -42,6 +43,8 @@ struct VoiceServices {
         remember;
     // A conversation in which something was said is over. Must return at once.
     std::function<void(const std::string& sessionID)> onConversationEnd;
+    // Whom the conversations take it from.
+    Floor* floor = &Floor::shared();
 };
 
 // What the voice loop tells. Called from the loop's own threads, `onLevel` from the audio thread;

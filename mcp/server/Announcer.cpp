@@ -16,38 +16,37 @@ constexpr auto poll = 50ms;
 } // namespace
 
 Announcer::Announcer(std::unique_ptr<SpeechOutput> output, UserDefaults& userDefaults,
-                     Clock& announcerClock)
+                     Clock& announcerClock, Floor& theFloor)
     : speech(std::move(output))
     , defaults(userDefaults)
-    , clock(announcerClock) {}
+    , clock(announcerClock)
+    , floor(theFloor) {}
 
 Announcer& Announcer::shared() {
-    static Announcer announcer(makeSpeechDispatcher(), UserDefaults::standard(), systemClock());
+    static Announcer announcer(makeSpeechDispatcher(), UserDefaults::standard(), systemClock(),
+                               Floor::shared());
     return announcer;
 }
 
 void Announcer::speak(const std::string& text, std::stop_token stop) {
-    std::unique_lock lock(mutex);
-    if (!isFree.wait(lock, stop, [this] { return !isSpeaking; }))
-        throw Cancelled();
-    isSpeaking = true;
-    lock.unlock();
-    // Whatever ends the wait, the text falls silent and the next one may be spoken.
-    struct Turn {
-        Announcer& announcer;
-        ~Turn() {
-            announcer.speech->stopSpeaking();
-            const std::lock_guard guard(announcer.mutex);
-            announcer.isSpeaking = false;
-            announcer.isFree.notify_all();
+    while (isEnabled()) {
+        const Floor::Lent lent(floor, stop);
+        try {
+            return speakNow(text, lent.token());
+        } catch (const Cancelled&) {
+            throwIfStopped(stop); // else a conversation has the floor
         }
-    };
-    const Turn turn{*this};
-    speech->speak(text, chooseVoice(defaults.string("voiceId").value_or(""), speech->voices()));
-    waitUntilSpoken(std::move(stop));
+    }
 }
 
-void Announcer::waitUntilSpoken(std::stop_token stop) {
+void Announcer::speakNow(const std::string& text, std::stop_token stop) {
+    // Whatever ends the wait, the text falls silent.
+    struct Silence {
+        SpeechOutput& speech;
+        ~Silence() { speech.stopSpeaking(); }
+    };
+    const Silence atTheEnd{*speech};
+    speech->speak(text, chooseVoice(defaults.string("voiceId").value_or(""), speech->voices()));
     while (speech->isSpeaking() && isEnabled())
         clock.sleepFor(poll, stop);
 }

@@ -556,6 +556,20 @@ TEST_F(ConversationTiming, WakesAtTheThresholdItselfAndNotInNearSilence) {
     EXPECT_TRUE(reaches(Kind::listening));
 }
 
+TEST_F(VoiceLoopTest, AnAnnouncementDoesNotWake) {
+    ASSERT_TRUE(starts());
+    {
+        const Floor::Lent announcement(Floor::shared(), {});
+        sayWakePhrase();
+        pass(3s);
+    }
+    pass(2s);
+    EXPECT_FALSE(logged("🔔 wake"));
+    sayWakePhrase();
+    EXPECT_TRUE(reaches(Kind::listening));
+    EXPECT_FALSE(Floor::shared().isLent());
+}
+
 TEST_F(VoiceLoopTest, TheModelSeesTheWholeConversation) {
     brain->will(nine);
     brain->will("It is five.");

@@ -181,6 +181,30 @@ TEST_F(MCPServerTest, SpeaksOneTextAfterAnotherInTheUsersVoice) {
                 testing::UnorderedElementsAre("first in chosen", "second in chosen"));
 }
 
+TEST_F(MCPServerTest, SpeaksBetweenConversations) {
+    std::optional<Floor::Taken> conversation(floor);
+    SocketClient client(path);
+    client.send({{"id", 1},
+                 {"method", "tools/call"},
+                 {"params", {{"name", "speak"}, {"arguments", {{"text", "done"}}}}}});
+    std::this_thread::sleep_for(100ms);
+    EXPECT_FALSE(speech->speaking);
+    conversation.reset();
+    while (!speech->speaking)
+        std::this_thread::sleep_for(1ms);
+    EXPECT_TRUE(floor.isLent());
+    conversation.emplace(floor); // the user comes first
+    while (speech->speaking)
+        std::this_thread::sleep_for(1ms);
+    EXPECT_FALSE(client.readLine(100ms));
+    conversation.reset();
+    while (!speech->speaking)
+        std::this_thread::sleep_for(1ms);
+    speech->speaking = false;
+    EXPECT_EQ(textOf(client.read()["result"]), "Spoken.");
+    EXPECT_EQ(speech->texts().size(), 2u);
+}
+
 TEST_F(MCPServerTest, ForwardsDesktopActionsThroughTheGuardrails) {
     const auto isHeld = [](const std::string& reason) {
         return "!BLOCKED pending user confirmation: this is " + reason +

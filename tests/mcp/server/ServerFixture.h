@@ -77,7 +77,8 @@ protected:
     std::string engine = TAVIK_SCRIPTED_ENGINE;
     MCPHub hub{[this] { return EngineLaunch{engine, {}}; }};
     FakeSpeech* speech = new FakeSpeech; // the announcer's
-    Announcer announcer{std::unique_ptr<SpeechOutput>(speech), defaults, systemClock()};
+    Floor floor;
+    Announcer announcer{std::unique_ptr<SpeechOutput>(speech), defaults, systemClock(), floor};
     std::string clipboard = "harmless";
     ScriptedBrain* brain = nullptr; // while there is a key
     MCPServer server{{&defaults, &applications, &hub, &announcer,
