@@ -44,7 +44,7 @@ private:
     void put(const std::stop_source& ends) {
         state.with([&](VoiceState& shared) {
             shared.*place = ends;
-            shared.sessionActive = shared.session.stop_possible();
+            shared.sessionActive = shared.sessionCancelled.stop_possible();
         });
     }
 
@@ -72,7 +72,7 @@ Conversation::~Conversation() {
 }
 
 void Conversation::run(Task<bool>* verify, std::stop_token stop) {
-    const Stoppable untilTheOrbIsClicked(state, &VoiceState::session, stop);
+    const Stoppable untilTheOrbIsClicked(state, &VoiceState::sessionCancelled, stop);
     const InterruptWatcher watcher(services, state, ears);
     try {
         converse(verify, untilTheOrbIsClicked.token());
@@ -163,7 +163,7 @@ bool Conversation::hasSession(std::stop_token stop) {
 }
 
 Conversation::Next Conversation::answer(const std::string& command, std::stop_token stop) {
-    const Stoppable untilInterrupted(state, &VoiceState::answer, stop);
+    const Stoppable untilInterrupted(state, &VoiceState::interruptRequested, stop);
     try {
         return thinkAndSpeak(command, untilInterrupted.token());
     } catch (const Cancelled&) {

@@ -40,7 +40,8 @@ bool InterruptWatcher::hearsWakePhrase(std::stop_token stop) {
     };
     const auto now = state.with([this](const VoiceState& shared) {
         const bool isCooling = services.clock.now() < shared.wakeCooldownUntil;
-        const bool isAnswering = shared.answer.stop_possible() && !shared.answer.stop_requested();
+        const bool isAnswering = shared.interruptRequested.stop_possible() &&
+                                 !shared.interruptRequested.stop_requested();
         if (isAnswering && !isCooling) {
             shared.ring.copyTo(wakeWindow);
             shared.sttRing.copyTo(verifyWindow);
@@ -64,9 +65,9 @@ bool InterruptWatcher::isOwnVoice() {
 
 void InterruptWatcher::bargeIn() {
     auto answer = state.with([this](VoiceState& shared) {
-        if (shared.answer.stop_possible())
+        if (shared.interruptRequested.stop_possible())
             shared.wakeCooldownUntil = services.clock.now() + tuning::WAKE_COOLDOWN;
-        return shared.answer;
+        return shared.interruptRequested;
     });
     // While the phrase was being verified the answer may have come to its end.
     if (!answer.stop_possible())

@@ -53,7 +53,7 @@ void VoiceLoop::stop(Report report) {
 void VoiceLoop::triggerSession() {
     const auto [isBargeIn, answer] = state.with([](VoiceState& shared) {
         shared.hotkeyFired = shared.hotkeyFired || !shared.sessionActive;
-        return std::pair(shared.sessionActive, shared.answer);
+        return std::pair(shared.sessionActive, shared.interruptRequested);
     });
     if (!isBargeIn)
         return;
@@ -65,7 +65,7 @@ void VoiceLoop::triggerSession() {
 }
 
 void VoiceLoop::cancelSession() {
-    auto session = state.with([](const VoiceState& shared) { return shared.session; });
+    auto session = state.with([](const VoiceState& shared) { return shared.sessionCancelled; });
     if (session.request_stop())
         services.speech.stopSpeaking();
 }

@@ -32,10 +32,11 @@ struct VoiceState {
     int micRetryCount = 0;        // rebuilds because it delivered none
 
     bool hotkeyFired = false;
-    bool sessionActive = false;                 // a conversation is going on
-    std::stop_source session{std::nostopstate}; // ends it: a click on the orb
-    std::stop_source answer{std::nostopstate};  // ends the thinking and speaking: a barge-in
-    bool isSpeaking = false;                    // an answer is being spoken aloud
+    bool sessionActive = false; // a conversation is going on
+    // What others end a part of the loop's work with, while it goes on.
+    std::stop_source sessionCancelled{std::nostopstate};   // the conversation: a click on the orb
+    std::stop_source interruptRequested{std::nostopstate}; // thinking and speaking: a barge-in
+    bool isSpeaking = false;                               // an answer is being spoken aloud
     Clock::Instant wakeCooldownUntil{};
 };
 
