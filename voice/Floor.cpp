@@ -18,14 +18,14 @@ bool Floor::isLent() {
 
 Floor::Taken::Taken(Floor& theFloor)
     : floor(theFloor) {
-    const auto announcement = [this] {
+    auto interrupted = [this] {
         const std::lock_guard lock(floor.mutex);
         ++floor.conversations;
         return floor.announcement;
     }();
     // Outside the lock: what the request wakes gives the floor back.
-    if (announcement)
-        std::stop_source(*announcement).request_stop();
+    if (interrupted)
+        interrupted->request_stop();
 }
 
 Floor::Taken::~Taken() {
