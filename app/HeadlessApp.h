@@ -1,7 +1,5 @@
 #pragma once
 
-#include <stop_token>
-
 namespace tavik {
 
 // Listens without a window until the main queue is told to quit. Blocks; belongs to the main

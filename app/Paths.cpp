@@ -74,6 +74,10 @@ std::string instanceLockPath() {
     return pathInHome("Library/Application Support/Tavik/instance.lock");
 }
 
+std::string instanceSocketPath() {
+    return pathInHome("Library/Application Support/Tavik/instance.sock");
+}
+
 std::string defaultSocketPath() {
     return pathInHome("Library/Application Support/Tavik/tavik-mcp.sock");
 }

@@ -19,6 +19,7 @@ std::string auditPath();     // the record of commands, actions and answers
 std::string memoryStorePath();
 std::string allowlistPath();                          // the user's exemptions from the guardrails
 std::string instanceLockPath();                       // held by the one running Tavik
+std::string instanceSocketPath();                     // where a second start finds it
 std::string defaultSocketPath();                      // where external agents connect
 std::string preferencesPath();                        // the settings, a JSON file
 std::string legacyKeyPath(std::string_view provider); // an API key in a file of its own

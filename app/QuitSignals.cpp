@@ -1,5 +1,6 @@
 #include "app/QuitSignals.h"
 
+#include "app/SignalForensics.h"
 #include "platform/concurrency/StopSignal.h"
 #include "platform/concurrency/ThreadName.h"
 
@@ -30,8 +31,10 @@ void waitForSignals(int descriptor, const std::function<void()>& quit, std::stop
     while (!stop.stop_requested()) {
         poll(polled.data(), polled.size(), -1);
         signalfd_siginfo signal{};
-        if (read(descriptor, &signal, sizeof signal) == sizeof signal)
-            quit();
+        if (read(descriptor, &signal, sizeof signal) != sizeof signal)
+            continue;
+        SignalForensics::record(signal);
+        quit();
     }
     close(descriptor);
 }

@@ -1,16 +1,17 @@
 #include "app/AgentSelfTest.h"
 #include "app/CommandLine.h"
 #include "app/HeadlessApp.h"
+#include "app/InstanceChannel.h"
 #include "app/Log.h"
 #include "app/MCPSelfTest.h"
 #include "app/MemorySelfTest.h"
 #include "app/QuitSignals.h"
 #include "app/SingleInstanceGuard.h"
-#include "mcp/MCPHub.h"
-#include "mcp/server/MCPServer.h"
+#include "app/SurviveSelfTest.h"
+#include "app/TavikApp.h"
+#include "app/Termination.h"
 #include "mcp/shim/MCPShim.h"
 #include "platform/concurrency/Cancelled.h"
-#include "platform/concurrency/MainQueue.h"
 
 #include <cstdio>
 #include <functional>
@@ -22,11 +23,6 @@ namespace {
 
 constexpr int usageError = 2;
 
-int sayNotBuilt(const char* option) {
-    std::fprintf(stderr, "tavik: %s is not part of this version yet.\n", option);
-    return usageError;
-}
-
 // Runs `test` until it ends or the user quits.
 int runSelfTest(const std::function<void(std::stop_token)>& test) {
     std::stop_source quit;
@@ -36,22 +32,32 @@ int runSelfTest(const std::function<void(std::stop_token)>& test) {
     } catch (const Cancelled&) {
         // Quitting.
     }
-    MCPServer::shared().stop();
-    MCPHub::shared().shutdown();
+    endServices();
+    return 0;
+}
+
+int survive() {
+    const QuitSignals signals(requestQuit);
+    runSurviveSelfTest();
+    return 0;
+}
+
+int refuseDuplicate() {
+    log("[single-instance] rejected duplicate launch");
+    showRunningTavik();
     return 0;
 }
 
 int listen(const CommandLine& commandLine) {
-    const QuitSignals signals([] { MainQueue::shared().quit(); });
+    const QuitSignals signals(requestQuit);
     if (commandLine.isHeadless) {
         runHeadless();
         return 0;
     }
     const auto guard = SingleInstanceGuard::acquire();
-    if (guard)
-        runHeadless();
-    else
-        log("[single-instance] rejected duplicate launch");
+    if (!guard)
+        return refuseDuplicate();
+    runHeadless();
     return 0;
 }
 
@@ -73,7 +79,7 @@ int run(const CommandLine& commandLine) {
     case CommandLine::Mode::selftestMcp:
         return runSelfTest(runMCPSelfTest);
     case CommandLine::Mode::selftestSurvive:
-        return sayNotBuilt("--selftest-survive");
+        return survive();
     case CommandLine::Mode::listen:
         return listen(commandLine);
     }

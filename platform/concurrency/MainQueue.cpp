@@ -8,15 +8,12 @@ MainQueue& MainQueue::shared() {
 }
 
 void MainQueue::async(Job job) {
-    std::function<void()> waker;
     {
         const std::lock_guard lock(mutex);
         waiting.push_back(std::move(job));
-        waker = wakeToolkit;
     }
     wake.notify_one();
-    if (waker)
-        waker();
+    callWaker();
 }
 
 void MainQueue::runLoop() {
@@ -37,6 +34,12 @@ void MainQueue::quit() {
         quitting = true;
     }
     wake.notify_one();
+    callWaker();
+}
+
+bool MainQueue::isQuitting() {
+    const std::lock_guard lock(mutex);
+    return quitting;
 }
 
 void MainQueue::drain() {
@@ -47,6 +50,16 @@ void MainQueue::drain() {
     }
     for (Job& job : jobs)
         job();
+}
+
+void MainQueue::callWaker() {
+    std::function<void()> waker;
+    {
+        const std::lock_guard lock(mutex);
+        waker = wakeToolkit;
+    }
+    if (waker)
+        waker();
 }
 
 void MainQueue::setWaker(std::function<void()> waker) {

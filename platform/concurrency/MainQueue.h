@@ -8,8 +8,8 @@
 namespace tavik {
 
 // Jobs for the main thread. In a headless run `runLoop` is the main thread's loop; under a
-// toolkit's event loop the toolkit sets a waker and calls `drain` when woken. `async` and `quit`
-// are safe from any thread; the rest belongs to the main thread.
+// toolkit's event loop the toolkit sets a waker, and when woken calls `drain` and then looks at
+// `isQuitting`. `async` and `quit` are safe from any thread; the rest belongs to the main thread.
 class MainQueue {
 public:
     using Job = std::function<void()>;
@@ -24,10 +24,14 @@ public:
 
     // Runs what is waiting now.
     void drain();
-    // `waker` is called after each `async`, on the caller's thread, and must be safe there.
+    bool isQuitting();
+    // `waker` is called after each `async` and `quit`, on the caller's thread, and must be safe
+    // there.
     void setWaker(std::function<void()> waker);
 
 private:
+    void callWaker();
+
     std::mutex mutex;
     std::condition_variable wake;
     std::deque<Job> waiting;           // guarded by mutex

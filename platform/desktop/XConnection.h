@@ -21,7 +21,7 @@ template<typename Reply>
 using XReply = std::unique_ptr<Reply, FreeReply>;
 
 // A connection of its own to the X server for one job on one thread. A server that has stopped
-// blocks it. Private to this folder.
+// blocks it. Private to platform/.
 class XConnection {
 public:
     using Instant = std::chrono::steady_clock::time_point;

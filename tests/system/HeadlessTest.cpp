@@ -5,18 +5,37 @@
 
 #include <filesystem>
 #include <thread>
+#include <unistd.h>
 
 using namespace std::chrono_literals;
+using testing::AllOf;
 using testing::HasSubstr;
+using testing::Not;
 
 namespace tavik {
 
-TEST(Headless, RefusesModesThatAreNotBuiltAndArgumentsItDoesNotKnow) {
-    for (const char* argument : {"--selftest-survive", "--nonsense"}) {
-        RunningTavik tavik({argument}, nullptr);
-        EXPECT_EQ(tavik.process().waitFor(10s), 2) << argument;
-        EXPECT_THAT(tavik.output(), HasSubstr(argument));
-    }
+TEST(Headless, RefusesArgumentsItDoesNotKnow) {
+    RunningTavik tavik({"--nonsense"}, nullptr);
+    EXPECT_EQ(tavik.process().waitFor(10s), 2);
+    EXPECT_THAT(tavik.output(), HasSubstr("--nonsense"));
+}
+
+TEST(Headless, SurvivesUntilItIsEndedAndTellsByWhom) {
+    RunningTavik tavik({"--selftest-survive"}, nullptr, {{"TAVIK_DEBUG_SIGNALS", "1"}});
+    ASSERT_TRUE(tavik.prints("[selftest-survive] booting normally, verifying survival for 60s…"));
+    const std::string support = tavik.home() + "/Library/Application Support/Tavik/";
+    const auto deadline = std::chrono::steady_clock::now() + 10s;
+    while (!std::filesystem::exists(support + "tavik-mcp.sock") &&
+           std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(10ms);
+    std::this_thread::sleep_for(100ms); // the diagnostics come last
+    EXPECT_EQ(tavik.process().terminate(1s), 0);
+    EXPECT_FALSE(std::filesystem::exists(support + "tavik-mcp.sock"));
+    EXPECT_THAT(tavik.output(),
+                AllOf(HasSubstr("[terminate] applicationShouldTerminate — call stack:"),
+                      Not(HasSubstr("PASS"))));
+    EXPECT_THAT(readFile(tavik.home() + "/Library/Logs/Tavik/signal.log"),
+                HasSubstr("SIGTERM from process " + std::to_string(getpid())));
 }
 
 TEST(Headless, ServesAgentsForTestsOnlyAtASocketOfTheirOwn) {
@@ -59,6 +78,7 @@ TEST(Headless, RunsOncePerUser) {
     EXPECT_EQ(second.waitFor(10s), 0);
     EXPECT_THAT(readFile(first.home() + "/second"),
                 HasSubstr("[single-instance] rejected duplicate launch"));
+    EXPECT_TRUE(first.prints("[single-instance] started again, but there is no window to show"));
     EXPECT_EQ(first.process().terminate(5s), 0);
 }
 

@@ -1,0 +1,48 @@
+#include "app/TavikApp.h"
+
+#include "app/KeyMigration.h"
+#include "app/Log.h"
+#include "mcp/MCPHub.h"
+#include "mcp/server/MCPServer.h"
+#include "platform/concurrency/MainQueue.h"
+#include "platform/desktop/BoundedCall.h"
+#include "platform/desktop/DesktopContext.h"
+#include "platform/hotkey/GlobalShortcuts.h"
+
+namespace tavik {
+
+namespace {
+
+constexpr std::chrono::seconds patienceWithEngine{1};
+
+} // namespace
+
+TavikApp::TavikApp()
+    : keyMigration(migrateKeysMeanwhile()) {
+    prepareDesktopContext();
+    // The memory may have something to tell before the state is made and after it is gone.
+    appServices = std::make_unique<AppServices>(
+        [this, alive = std::weak_ptr(life)](const std::string& sentence) {
+            log("[tavik] " + sentence);
+            MainQueue::shared().async([=, this] {
+                if (!alive.expired())
+                    appState->showNotice(sentence);
+            });
+        });
+    appState = std::make_unique<AppState>(appServices->forVoice(), makeXShortcuts());
+    appState->boot();
+    MCPServer::shared().start();
+}
+
+TavikApp::~TavikApp() {
+    endServices();
+    life.reset();
+    appState.reset();
+}
+
+void endServices() {
+    MCPServer::shared().stop();
+    runWithin(patienceWithEngine, {}, [](std::stop_token) { MCPHub::shared().shutdown(); });
+}
+
+} // namespace tavik
