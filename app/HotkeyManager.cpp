@@ -1,0 +1,100 @@
+#include "app/HotkeyManager.h"
+
+#include "app/Hotkey.h"
+#include "app/Log.h"
+#include "platform/concurrency/MainQueue.h"
+#include "platform/defaults/UserDefaults.h"
+
+#include <cmath>
+#include <limits>
+#include <utility>
+
+namespace tavik {
+
+namespace {
+
+constexpr const char* unavailable =
+    "That shortcut is in use or unavailable. Choose another in Settings.";
+constexpr const char* previousWorks = " Your previous shortcut still works.";
+
+// What is no whole number counts as missing.
+double integerOr(std::optional<double> stored, double otherwise) {
+    return stored && *stored == std::floor(*stored) ? *stored : otherwise;
+}
+
+bool fits(double number) {
+    return number >= 0 && number <= std::numeric_limits<std::uint32_t>::max();
+}
+
+} // namespace
+
+HotkeyManager::HotkeyManager(std::unique_ptr<GlobalShortcuts> desktopShortcuts,
+                             UserDefaults& userDefaults, Actions whatToDo)
+    : shortcuts(std::move(desktopShortcuts))
+    , defaults(userDefaults)
+    , actions(std::move(whatToDo)) {}
+
+HotkeyManager::~HotkeyManager() = default;
+
+std::optional<HotkeyManager::Combo> HotkeyManager::wantedCombo() const {
+    const Combo usual;
+    const double keyCode = integerOr(defaults.number("hotkeyKeyCode"), usual.keyCode);
+    const double modifiers = integerOr(defaults.number("hotkeyModifiers"), usual.modifiers);
+    if (!fits(keyCode) || !fits(modifiers))
+        return std::nullopt;
+    return Combo{static_cast<std::uint32_t>(keyCode), static_cast<std::uint32_t>(modifiers)};
+}
+
+void HotkeyManager::applyFromDefaults() {
+    if (!defaults.boolean("hotkeyEnabled").value_or(true)) {
+        unregister();
+        return;
+    }
+    if (!shortcuts) {
+        log("[hotkey] there is no display, and so no hotkey");
+        return;
+    }
+    const auto wanted = wantedCombo();
+    if (!wanted || wanted == active)
+        return;
+    try {
+        use(*wanted);
+    } catch (const ShortcutError& error) {
+        failed(error);
+    }
+}
+
+void HotkeyManager::unregister() {
+    registration.reset();
+    active.reset();
+}
+
+// The new one is had before the old one goes.
+void HotkeyManager::use(const Combo& combo) {
+    registration =
+        shortcuts->add(combo.keyCode, combo.modifiers, [this, alive = std::weak_ptr(life)] {
+            MainQueue::shared().async([=, this] {
+                if (!alive.expired())
+                    actions.onTrigger();
+            });
+        });
+    active = combo;
+    log("[hotkey] registered " + describe(combo));
+}
+
+void HotkeyManager::failed(const ShortcutError& error) {
+    log("[hotkey] register failed: OSStatus " + std::to_string(error.status));
+    if (active) {
+        defaults.set("hotkeyKeyCode", active->keyCode);
+        defaults.set("hotkeyModifiers", active->modifiers);
+    }
+    actions.onError(std::string(unavailable) + (active ? previousWorks : ""));
+}
+
+std::string HotkeyManager::describe(const Combo& combo) const {
+    return Hotkey::describe(combo.keyCode, combo.modifiers, [this](std::uint32_t keyCode) {
+        return shortcuts ? shortcuts->characterOf(keyCode) : "";
+    });
+}
+
+} // namespace tavik
