@@ -88,7 +88,9 @@ void HotkeyManager::failed(const ShortcutError& error) {
         defaults.set("hotkeyKeyCode", active->keyCode);
         defaults.set("hotkeyModifiers", active->modifiers);
     }
-    actions.onError(std::string(unavailable) + (active ? previousWorks : ""));
+    const std::string sentence = std::string(unavailable) + (active ? previousWorks : "");
+    actions.onError(sentence);
+    refused(sentence);
 }
 
 std::string HotkeyManager::describe(const Combo& combo) const {

@@ -40,6 +40,9 @@ public:
     void applyFromDefaults();
     void unregister();
 
+    // Tells whoever shows the shortcut, too, that one was refused.
+    void onRefused(std::function<void(const std::string&)> tell) { refused = std::move(tell); }
+
     bool isAvailable() const { return shortcuts != nullptr; }
     // What is registered.
     const std::optional<Combo>& activeCombo() const { return active; }
@@ -55,6 +58,7 @@ private:
     const std::unique_ptr<GlobalShortcuts> shortcuts;
     UserDefaults& defaults;
     const Actions actions;
+    std::function<void(const std::string&)> refused = [](const std::string&) {};
     std::optional<Combo> active;
     std::shared_ptr<char> life = std::make_shared<char>(); // presses that come later do nothing
     std::unique_ptr<ShortcutRegistration> registration;

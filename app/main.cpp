@@ -12,6 +12,8 @@
 #include "app/Termination.h"
 #include "mcp/shim/MCPShim.h"
 #include "platform/concurrency/Cancelled.h"
+#include "ui/DesktopApp.h"
+#include "ui/DisplayChoice.h"
 
 #include <cstdio>
 #include <functional>
@@ -48,7 +50,7 @@ int refuseDuplicate() {
     return 0;
 }
 
-int listen(const CommandLine& commandLine) {
+int listen(const CommandLine& commandLine, int argumentCount, char** arguments) {
     const QuitSignals signals(requestQuit);
     if (commandLine.isHeadless) {
         runHeadless();
@@ -57,11 +59,16 @@ int listen(const CommandLine& commandLine) {
     const auto guard = SingleInstanceGuard::acquire();
     if (!guard)
         return refuseDuplicate();
+    if (chooseDisplay()) {
+        runDesktop(argumentCount, arguments);
+        return 0;
+    }
+    log("[tavik] there is no display, so there are no windows");
     runHeadless();
     return 0;
 }
 
-int run(const CommandLine& commandLine) {
+int run(const CommandLine& commandLine, int argumentCount, char** arguments) {
     switch (commandLine.mode) {
     case CommandLine::Mode::shim:
         runMCPShim();
@@ -81,7 +88,7 @@ int run(const CommandLine& commandLine) {
     case CommandLine::Mode::selftestSurvive:
         return survive();
     case CommandLine::Mode::listen:
-        return listen(commandLine);
+        return listen(commandLine, argumentCount, arguments);
     }
     return usageError;
 }
@@ -92,7 +99,7 @@ int run(const CommandLine& commandLine) {
 
 int main(int argc, char** argv) {
     try {
-        return tavik::run(tavik::parseCommandLine({argv + 1, argv + argc}));
+        return tavik::run(tavik::parseCommandLine({argv + 1, argv + argc}), argc, argv);
     } catch (const tavik::CommandLineError& error) {
         std::fprintf(stderr, "tavik: %s\n", error.what());
         return tavik::usageError;

@@ -6,9 +6,8 @@
 #include "platform/concurrency/MainQueue.h"
 #include "platform/defaults/UserDefaults.h"
 #include "platform/hotkey/KeyTable.h"
+#include "tests/app/FakeShortcuts.h"
 #include "tools/stand-ins/services/TemporaryFolder.h"
-
-#include <set>
 
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -17,43 +16,6 @@ using testing::IsEmpty;
 namespace tavik {
 
 namespace {
-
-// Counts what is registered, and has no shortcut that is taken.
-class FakeShortcuts : public GlobalShortcuts {
-public:
-    using Combo = std::pair<std::uint32_t, std::uint32_t>;
-    struct Desktop {
-        std::set<Combo> taken;
-        std::map<Combo, Pressed> registered;
-        int additions = 0;
-    };
-
-    explicit FakeShortcuts(Desktop& fakeDesktop)
-        : desktop(fakeDesktop) {}
-
-    std::unique_ptr<ShortcutRegistration> add(std::uint32_t keyCode, std::uint32_t modifiers,
-                                              Pressed pressed) override {
-        const Combo combo(keyCode, modifiers);
-        if (desktop.taken.contains(combo))
-            throw ShortcutError(10, "taken");
-        ++desktop.additions;
-        desktop.registered[combo] = std::move(pressed);
-        return std::make_unique<Registration>(desktop, combo);
-    }
-    std::string characterOf(std::uint32_t keyCode) override { return keyCode == 40 ? "k" : ""; }
-
-private:
-    struct Registration : ShortcutRegistration {
-        Registration(Desktop& fakeDesktop, Combo registered)
-            : desktop(fakeDesktop)
-            , combo(registered) {}
-        ~Registration() override { desktop.registered.erase(combo); }
-        Desktop& desktop;
-        Combo combo;
-    };
-
-    Desktop& desktop;
-};
 
 class HotkeyManagerTest : public testing::Test {
 protected:

@@ -1,0 +1,230 @@
+#include "mcp/ClientConfiguration.h"
+#include "platform/hotkey/KeyTable.h"
+#include "tests/ui/UiTest.h"
+#include "ui/settings/ActivationPage.h"
+#include "ui/settings/BrainPage.h"
+#include "ui/settings/HotkeyRecorder.h"
+#include "ui/settings/IntegrationsPage.h"
+#include "ui/settings/MemoryPage.h"
+#include "ui/settings/VoicePage.h"
+
+#include <QClipboard>
+#include <QComboBox>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMessageBox>
+#include <QPlainTextEdit>
+#include <QSlider>
+#include <QTimer>
+#include <gmock/gmock.h>
+
+using testing::ElementsAre;
+using testing::Key;
+
+namespace tavik {
+
+namespace {
+
+// Answers the question that comes up next.
+void answerNextQuestion(const QString& button) {
+    QTimer::singleShot(50, [button] {
+        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        ASSERT_TRUE(box);
+        for (QAbstractButton* each : box->buttons())
+            if (each->text().remove(u'&') == button)
+                each->click();
+    });
+}
+
+class SettingsTest : public UiTest {};
+
+} // namespace
+
+TEST_F(SettingsTest, ChecksAKeyThenStoresItAndNeverShowsItAgain) {
+    BrainPage page(services);
+    page.show();
+    ASSERT_TRUE(until([&] { return shows(page, "No key is saved for this provider yet."); }));
+    auto* field = find<QLineEdit>(page, "API key");
+    world.verdict = [](const std::string& key) {
+        return key == "sk-good" ? "" : "Paste a valid API key first.";
+    };
+    QTest::keyClicks(field, "sk-bad");
+    press(page, "Check and Save");
+    EXPECT_TRUE(until([&] { return shows(page, "Paste a valid API key first."); }));
+    EXPECT_TRUE(world.secrets.secrets.empty());
+    field->clear();
+    QTest::keyClicks(field, " sk-good ");
+    press(page, "Check and Save");
+    EXPECT_TRUE(until([&] {
+        return shows(page, "Key and model checked. Your provider checks billing and usage limits "
+                           "when you ask for an answer.");
+    }));
+    EXPECT_THAT(world.secrets.secrets, ElementsAre(std::pair<const std::string, std::string>(
+                                           "ai.tavik/gemini", "sk-good")));
+    EXPECT_EQ(field->text(), "");
+    for (const QLabel* label : page.findChildren<QLabel*>())
+        EXPECT_FALSE(label->text().contains("sk-good"));
+    press(page, "Remove Key");
+    EXPECT_TRUE(until([&] { return shows(page, "No key is saved for this provider yet."); }));
+    EXPECT_TRUE(world.secrets.secrets.empty());
+}
+
+TEST_F(SettingsTest, StoresAKeyUncheckedWhenTheProviderCannotBeReachedAndTheUserInsists) {
+    BrainPage page(services);
+    page.show();
+    world.verdict = [](const std::string&) {
+        return "Couldn't reach your AI provider. Check your connection and try again.";
+    };
+    QTest::keyClicks(find<QLineEdit>(page, "API key"), "sk-later");
+    press(page, "Check and Save");
+    ASSERT_TRUE(until([&] { return find<QPushButton>(page, "Check and Save")->isEnabled(); }));
+    press(page, "Save Anyway");
+    EXPECT_TRUE(until([&] { return !world.secrets.secrets.empty(); }));
+}
+
+TEST_F(SettingsTest, OffersTheEffortsOfTheModelAndStoresWhatIsChosen) {
+    world.defaults.set("provider", "anthropic");
+    BrainPage page(services);
+    page.show();
+    auto* providers = find<QComboBox>(page, "Provider");
+    auto* models = find<QComboBox>(page, "Model");
+    auto* efforts = find<QComboBox>(page, "Effort");
+    EXPECT_EQ(providers->currentText(), "Anthropic");
+    EXPECT_EQ(efforts->currentText(), "Fixed by this model");
+    models->setEditText("claude-opus-4-5-20251101");
+    emit models->lineEdit()->editingFinished();
+    EXPECT_EQ(world.defaults.string("brainModel"), "claude-opus-4-5-20251101");
+    EXPECT_EQ(efforts->count(), 5);
+    EXPECT_EQ(efforts->currentText(), "Low — fast");
+    providers->setCurrentIndex(providers->findText("OpenAI"));
+    emit providers->activated(providers->currentIndex());
+    EXPECT_EQ(world.defaults.string("provider"), "openai");
+    EXPECT_EQ(world.defaults.string("brainModel"), "");
+    EXPECT_EQ(models->currentText(), "Provider default");
+}
+
+TEST_F(SettingsTest, ListsFiveHundredVoicesFiltersAndPlaysThem) {
+    for (int number = 0; number < 500; ++number)
+        world.previews.installed.push_back(
+            {"v" + std::to_string(number), "Voice " + std::to_string(number) + std::string(80, 'x'),
+             "fr-FR", VoiceQuality::compact});
+    VoicePage page(services);
+    page.show();
+    auto* list = find<QListWidget>(page, "Voices");
+    ASSERT_TRUE(until([&] { return list->count() == 505; }));
+    EXPECT_EQ(list->item(0)->text(), "Automatic (best installed)");
+    EXPECT_TRUE(list->item(1)->text().startsWith("English (Great Britain)"));
+    QTest::keyClicks(find<QLineEdit>(page, "Search voices"), "samantha");
+    EXPECT_TRUE(list->item(1)->isHidden());
+    list->setCurrentRow(3);
+    EXPECT_EQ(world.defaults.string("voiceId"), "enhanced");
+    world.previews.utteranceTime = 60000;
+    press(page, "Hear a sample of this voice");
+    EXPECT_TRUE(until([&] { return !world.previews.spoken().empty(); }));
+    EXPECT_THAT(world.previews.spoken(), ElementsAre("Hi, I'm Tavik. This is how I sound."));
+    press(page, "Stop preview of Samantha");
+    EXPECT_FALSE(world.previews.isSpeaking());
+    list->setCurrentRow(0);
+    EXPECT_EQ(world.defaults.string("voiceId"), "");
+}
+
+TEST_F(SettingsTest, ChangesTheMicrophoneAndKeepsOneThatIsGone) {
+    world.defaults.set("micDevice", "Old microphone");
+    VoicePage page(services);
+    page.show();
+    auto* devices = find<QComboBox>(page, "Microphone");
+    ASSERT_TRUE(until([&] { return devices->count() == 4; }));
+    EXPECT_EQ(devices->currentText(), "Old microphone (not connected)");
+    world.state->startListening();
+    ASSERT_TRUE(world.reaches(TavikPhase::Kind::idle));
+    const int opens = world.audio.opens();
+    devices->setCurrentIndex(devices->findText("Headset"));
+    emit devices->activated(devices->currentIndex());
+    EXPECT_EQ(world.defaults.string("micDevice"), "Headset");
+    EXPECT_TRUE(until([&] { return world.audio.opens() > opens; }));
+    EXPECT_TRUE(until([&] { return world.audio.openedDevice() == "mic.two"; }));
+}
+
+TEST_F(SettingsTest, RecordsAShortcutAndKeepsTheOldOneWhenItIsTaken) {
+    ActivationPage page(services);
+    page.show();
+    auto* recorder = page.findChild<HotkeyRecorder*>();
+    EXPECT_EQ(recorder->text(), "⌥Space");
+    const auto record = [&](int key, Qt::KeyboardModifiers modifiers) {
+        QTest::mouseClick(recorder, Qt::LeftButton);
+        EXPECT_EQ(recorder->text(), "Press keys…");
+        QTest::keyClick(recorder, Qt::Key_J); // alone it is no shortcut
+        EXPECT_TRUE(recorder->isRecording());
+        QTest::keyClick(recorder, static_cast<Qt::Key>(key), modifiers);
+        EXPECT_FALSE(recorder->isRecording());
+    };
+    record(Qt::Key_K, Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier);
+    EXPECT_EQ(recorder->text(), "⌃⌥⌘K");
+    EXPECT_THAT(world.shortcuts.registered, ElementsAre(Key(std::pair(40U, 4096U + 2048U + 256U))));
+    world.shortcuts.taken = {{38, 256}};
+    record(Qt::Key_J, Qt::MetaModifier);
+    EXPECT_TRUE(shows(page, "That shortcut is in use or unavailable. Choose another in Settings. "
+                            "Your previous shortcut still works."));
+    EXPECT_EQ(recorder->text(), "⌃⌥⌘K");
+    EXPECT_EQ(world.defaults.number("hotkeyKeyCode"), 40);
+    press(page, "Start with a keyboard shortcut");
+    EXPECT_TRUE(world.shortcuts.registered.empty());
+}
+
+TEST_F(SettingsTest, StoresTheSensitivityWithinItsRange) {
+    ActivationPage page(services);
+    page.show();
+    auto* slider = find<QSlider>(page, "Wake sensitivity");
+    EXPECT_EQ(slider->value(), 60);
+    slider->setValue(200);
+    EXPECT_EQ(world.defaults.number("wakeThreshold"), 0.95);
+    slider->setValue(0);
+    EXPECT_EQ(world.defaults.number("wakeThreshold"), 0.3);
+    press(page, "Listen for “Hey Vessa”");
+    EXPECT_EQ(world.defaults.boolean("wakeEnabled"), false);
+}
+
+TEST_F(SettingsTest, FindsConversationsAndClearsThemOnlyWhenConfirmed) {
+    world.remember(10);
+    MemoryPage page(services);
+    page.show();
+    page.refresh();
+    auto* list = find<QListWidget>(page, "Conversations");
+    ASSERT_TRUE(until([&] { return list->count() == 10; }));
+    QTest::keyClicks(find<QLineEdit>(page, "Search conversations"), "ITEM 7");
+    ASSERT_TRUE(until([&] { return list->count() == 1; }));
+    list->setCurrentRow(0);
+    ASSERT_TRUE(until([&] { return page.findChild<QPlainTextEdit*>()->isVisible(); }));
+    EXPECT_EQ(page.findChild<QPlainTextEdit*>()->toPlainText(),
+              "You: remind me of item 7\n\nTavik: I will.");
+    find<QLineEdit>(page, "Search conversations")->clear();
+    ASSERT_TRUE(until([&] { return list->count() == 10; }));
+    answerNextQuestion("Cancel");
+    press(page, "Clear All History…");
+    EXPECT_EQ(list->count(), 10);
+    answerNextQuestion("Clear All History");
+    press(page, "Clear All History…");
+    EXPECT_TRUE(until([&] { return list->count() == 0; }));
+    EXPECT_TRUE(until([&] { return shows(page, "No conversations yet."); }));
+    EXPECT_TRUE(world.memory->turns("conversation-3").empty());
+}
+
+TEST_F(SettingsTest, CopiesTheConfigurationAndLetsAgentsIn) {
+    IntegrationsPage page(services);
+    page.show();
+    EXPECT_TRUE(shows(page, "Off by default. While off, Tavik reports zero tools to any connected "
+                            "agent — nothing to call, nothing that can fail or loop. Nothing "
+                            "speaks or acts on your behalf until you turn this on."));
+    press(page, "Allow external agents (MCP)");
+    EXPECT_EQ(world.defaults.boolean("mcpEnabled"), true);
+    EXPECT_TRUE(shows(page, "Cursor and Claude Code can reach Tavik right now, if they have the "
+                            "configuration below."));
+    press(page, "Copy configuration");
+    EXPECT_EQ(Json::parse(QApplication::clipboard()->text().toStdString()),
+              Json::parse(mcpConfigJSON()));
+    EXPECT_TRUE(find<QPushButton>(page, "Copied"));
+    EXPECT_TRUE(
+        until([&] { return page.findChild<QPushButton*>()->text() == "Copy configuration"; }));
+}
+
+} // namespace tavik

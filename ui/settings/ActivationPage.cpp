@@ -1,0 +1,125 @@
+#include "ui/settings/ActivationPage.h"
+
+#include "app/AppState.h"
+#include "app/Autostart.h"
+#include "platform/defaults/UserDefaults.h"
+#include "ui/PhaseText.h"
+#include "ui/settings/HotkeyRecorder.h"
+#include "voice/WakeDetector.h"
+
+#include <QHBoxLayout>
+#include <QMessageBox>
+#include <QSlider>
+
+namespace tavik {
+
+namespace {
+
+constexpr int lenient = 30; // hundredths
+constexpr int strict = 95;
+constexpr const char* wakeHelp =
+    "How closely what you say has to match “Hey Vessa” to wake Tavik. Lenient catches quiet or "
+    "distant speech but wakes more often by accident; strict needs a clearer match. Detection runs "
+    "fully on-device at negligible idle cost, and this takes effect immediately. Custom wake "
+    "phrases are coming in a later update.";
+constexpr const char* shortcutHelp =
+    "Starts a conversation from anywhere, and interrupts an answer. Press the button, then the "
+    "keys; Escape leaves the shortcut as it is.";
+constexpr const char* waylandNote =
+    "This is a Wayland session, where a program can have a shortcut only while one of X11's "
+    "windows is in front. Set a shortcut in your desktop's own settings instead.";
+constexpr const char* noDisplayNote = "This desktop offers no shortcuts that work everywhere.";
+
+QSlider* wakeSlider(UserDefaults& defaults) {
+    auto* slider = new QSlider(Qt::Horizontal);
+    slider->setRange(lenient, strict);
+    slider->setSingleStep(1);
+    slider->setPageStep(5);
+    slider->setValue(qRound(wakeThreshold(defaults) * 100));
+    QObject::connect(slider, &QSlider::valueChanged, slider, [&defaults](int hundredths) {
+        store(defaults, "wakeThreshold", hundredths / 100.0);
+    });
+    return slider;
+}
+
+// Under the slider: each where it belongs, the usual value in the middle.
+QLayout* captions() {
+    auto* row = new QHBoxLayout;
+    row->addWidget(helpLabel("Lenient"), 1, Qt::AlignLeft);
+    row->addWidget(helpLabel("Normal"), 1, Qt::AlignHCenter);
+    row->addWidget(helpLabel("Strict"), 1, Qt::AlignRight);
+    return row;
+}
+
+} // namespace
+
+ActivationPage::ActivationPage(UiServices& uiServices)
+    : Page("Activation")
+    , services(uiServices) {
+    addWakePhrase();
+    addShortcut();
+    addStart();
+    finish();
+}
+
+ActivationPage::~ActivationPage() {
+    services.state.hotkey().onRefused([](const std::string&) {});
+}
+
+void ActivationPage::addWakePhrase() {
+    UserDefaults& defaults = services.state.defaults();
+    Section* section = addSection("Wake phrase");
+    section->add(settingSwitch("Listen for “Hey Vessa”", defaults, "wakeEnabled", true));
+    auto* name = new QLabel("Wake sensitivity");
+    QSlider* slider = wakeSlider(defaults);
+    slider->setAccessibleName("Wake sensitivity");
+    name->setBuddy(slider);
+    section->add(name);
+    section->add(slider);
+    section->add(captions());
+    section->addHelp(wakeHelp);
+}
+
+void ActivationPage::addShortcut() {
+    AppState& state = services.state;
+    Section* section = addSection("Keyboard shortcut");
+    QCheckBox* wanted =
+        settingSwitch("Start with a keyboard shortcut", state.defaults(), "hotkeyEnabled", true);
+    recorder = new HotkeyRecorder(state);
+    section->add(wanted);
+    section->addRow("Shortcut", recorder);
+    refused = section->addHelp("");
+    refused->hide();
+    section->addHelp(shortcutHelp);
+    if (!state.hotkey().isAvailable())
+        section->addHelp(noDisplayNote);
+    else if (qEnvironmentVariableIsSet("WAYLAND_DISPLAY"))
+        section->addHelp(waylandNote);
+    connect(wanted, &QCheckBox::toggled, this, [&state] { state.hotkey().applyFromDefaults(); });
+    state.hotkey().onRefused([this](const std::string& sentence) {
+        showOutcome(*refused, qt(sentence), Outcome::bad);
+        recorder->showShortcut();
+    });
+}
+
+void ActivationPage::addStart() {
+    Section* section = addSection("Start");
+    auto* box = new QCheckBox("Start Tavik when I log in");
+    box->setChecked(Autostart::isOn());
+    connect(box, &QCheckBox::toggled, this, [this](bool isOn) {
+        try {
+            Autostart::switchTo(isOn);
+        } catch (const std::exception& error) {
+            QMessageBox::warning(this, "Tavik",
+                                 QString("That cannot be saved: %1").arg(error.what()));
+        }
+    });
+    section->add(box);
+}
+
+void ActivationPage::refresh() {
+    showOutcome(*refused, "", Outcome::neutral);
+    recorder->showShortcut();
+}
+
+} // namespace tavik

@@ -1,0 +1,75 @@
+#include "ui/settings/SettingsWindow.h"
+
+#include "ui/Symbols.h"
+#include "ui/settings/ActivationPage.h"
+#include "ui/settings/BrainPage.h"
+#include "ui/settings/IntegrationsPage.h"
+#include "ui/settings/MemoryPage.h"
+#include "ui/settings/VoicePage.h"
+
+#include <QHBoxLayout>
+#include <QKeyEvent>
+
+namespace tavik {
+
+namespace {
+
+constexpr int sidebarWidth = 190;
+constexpr QSize usualSize(820, 640);
+constexpr QSize symbolSize(20, 20);
+
+} // namespace
+
+SettingsWindow::SettingsWindow(UiServices& services)
+    : sidebar(new QListWidget)
+    , pages(new QStackedWidget)
+    , activation(new ActivationPage(services))
+    , memory(new MemoryPage(services)) {
+    setWindowTitle("Tavik Settings");
+    sidebar->setObjectName("sidebar");
+    sidebar->setAccessibleName("Settings pages");
+    sidebar->setFixedWidth(sidebarWidth);
+    sidebar->setIconSize(symbolSize);
+    sidebar->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    add("sparkles", "Brain", new BrainPage(services));
+    add("waveform", "Voice and Audio", new VoicePage(services));
+    add("bolt", "Activation", activation);
+    add("clock", "Memory", memory);
+    add("plug", "Integrations", new IntegrationsPage(services));
+    auto* row = new QHBoxLayout(this);
+    row->setContentsMargins(8, 16, 0, 0);
+    row->setSpacing(0);
+    row->addWidget(sidebar);
+    row->addWidget(pages, 1);
+    connect(sidebar, &QListWidget::currentRowChanged, this, &SettingsWindow::pageOpened);
+    sidebar->setCurrentRow(brainPage);
+    resize(usualSize);
+}
+
+void SettingsWindow::add(const QString& symbol, const QString& title, QWidget* page) {
+    sidebar->addItem(new QListWidgetItem(symbolIcon(symbol), title));
+    pages->addWidget(page);
+}
+
+void SettingsWindow::open(int page) {
+    if (page != samePage)
+        sidebar->setCurrentRow(page);
+    pageOpened(sidebar->currentRow());
+}
+
+void SettingsWindow::pageOpened(int page) {
+    pages->setCurrentIndex(page);
+    if (page == activationPage)
+        activation->refresh();
+    if (page == memoryPage)
+        memory->refresh();
+}
+
+void SettingsWindow::keyPressEvent(QKeyEvent* event) {
+    if (event->matches(QKeySequence::Close) || event->key() == Qt::Key_Escape)
+        close();
+    else
+        QWidget::keyPressEvent(event);
+}
+
+} // namespace tavik

@@ -1,0 +1,145 @@
+#include "ui/widgets/MicrophonePicker.h"
+
+#include "app/AppState.h"
+#include "platform/audio/AudioServer.h"
+#include "platform/defaults/UserDefaults.h"
+#include "ui/PhaseText.h"
+#include "ui/widgets/LevelMeter.h"
+#include "ui/widgets/Section.h"
+
+#include <QHBoxLayout>
+#include <QSignalBlocker>
+#include <QVBoxLayout>
+#include <cmath>
+
+namespace tavik {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto refreshPause = 3s;
+constexpr const char* help = "Which input Tavik listens on. Changing it restarts listening.";
+
+float loudness(std::span<const float> samples) {
+    double sum = 0;
+    for (const float sample : samples)
+        sum += static_cast<double>(sample) * sample;
+    return samples.empty()
+               ? 0
+               : static_cast<float>(std::sqrt(sum / static_cast<double>(samples.size())));
+}
+
+// The one of that name, else the default one; null where there is none.
+std::shared_ptr<AudioCapture> record(AudioServer& audio, const std::string& name,
+                                     const std::shared_ptr<std::atomic<float>>& level) {
+    try {
+        auto device = audio.defaultInput();
+        for (const AudioDevice& input : audio.inputs())
+            if (input.name == name)
+                device = input;
+        if (!device)
+            return nullptr;
+        return audio.openCapture(
+            *device,
+            [level](std::span<const float> samples, const AudioFormat&) {
+                *level = loudness(samples);
+            },
+            [level](const std::string&) { *level = 0; });
+    } catch (const AudioError&) {
+        return nullptr;
+    }
+}
+
+} // namespace
+
+MicrophonePicker::MicrophonePicker(UiServices& uiServices)
+    : services(uiServices)
+    , devices(new QComboBox)
+    , problem(helpLabel({})) {
+    auto* column = new QVBoxLayout(this);
+    column->setContentsMargins(0, 0, 0, 0);
+    devices->setAccessibleName("Microphone");
+    devices->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    column->addWidget(devices);
+    column->addWidget(new LevelMeter([this] { return level(); }));
+    column->addWidget(helpLabel(help));
+    column->addWidget(problem);
+    problem->hide();
+    fill({});
+    refreshing.setInterval(refreshPause);
+    connect(&refreshing, &QTimer::timeout, this, &MicrophonePicker::refresh);
+    connect(devices, &QComboBox::activated, this, &MicrophonePicker::choose);
+}
+
+MicrophonePicker::~MicrophonePicker() = default;
+
+void MicrophonePicker::showEvent(QShowEvent*) {
+    refresh();
+    refreshing.start();
+    listenIn();
+}
+
+void MicrophonePicker::hideEvent(QHideEvent*) {
+    refreshing.stop();
+    recordings.forget();
+    capture.reset();
+}
+
+float MicrophonePicker::level() const {
+    return capture ? ownLevel->load() : services.state.level();
+}
+
+void MicrophonePicker::refresh() {
+    const auto list = [this](std::stop_token) {
+        Listing listing;
+        try {
+            for (const AudioDevice& input : services.audio.inputs())
+                listing.names.append(qt(input.name));
+        } catch (const AudioError&) {
+            listing.isServerThere = false;
+        }
+        return listing;
+    };
+    background.ask(list, [this](const Listing& listing) {
+        if (listing != shown)
+            fill(listing);
+    });
+}
+
+void MicrophonePicker::fill(const Listing& listing) {
+    shown = listing;
+    const QSignalBlocker quiet(devices);
+    const QString saved = qt(services.state.defaults().string("micDevice").value_or(""));
+    devices->clear();
+    devices->addItem("System default", "");
+    for (const QString& name : listing.names)
+        devices->addItem(name, name);
+    if (!saved.isEmpty() && devices->findData(saved) < 0)
+        devices->addItem(saved + " (not connected)", saved);
+    devices->setCurrentIndex(devices->findData(saved));
+    showOutcome(*problem, listing.isServerThere ? "" : "The sound server does not answer.",
+                Outcome::bad);
+}
+
+void MicrophonePicker::choose() {
+    store(services.state.defaults(), "micDevice", devices->currentData().toString().toStdString());
+    services.state.restartListening();
+    listenIn();
+}
+
+// While the voice loop listens its own level is shown.
+void MicrophonePicker::listenIn() {
+    capture.reset();
+    *ownLevel = 0;
+    const auto phase = services.state.phase().kind;
+    if (phase != TavikPhase::Kind::off && phase != TavikPhase::Kind::error)
+        return;
+    const auto open = [this, name = devices->currentData().toString().toStdString(),
+                       level = ownLevel](std::stop_token) {
+        return record(services.audio, name, level);
+    };
+    recordings.ask(open, [this](const std::shared_ptr<AudioCapture>& opened) { capture = opened; });
+}
+
+} // namespace tavik
