@@ -18,6 +18,8 @@ namespace tavik {
 namespace {
 
 constexpr timeval patience{2, 0};
+constexpr int attempts = 50;
+constexpr std::chrono::milliseconds attemptPause{20};
 constexpr std::size_t longestToken = 512;
 
 void limitWaits(const FileDescriptor& connection) {
@@ -51,6 +53,17 @@ void serve(const ListeningSocket& socket, const InstanceChannel::Show& show, std
                 answer(client, stopSignal.descriptor(), show);
 }
 
+// It may have the lock already and not serve yet.
+FileDescriptor connectToFirst() {
+    FileDescriptor first;
+    for (int attempt = 0; attempt < attempts && !first; ++attempt) {
+        if (attempt > 0)
+            std::this_thread::sleep_for(attemptPause);
+        first = connectSocket(instanceSocketPath());
+    }
+    return first;
+}
+
 // Wayland's and X11's.
 std::string activationToken() {
     for (const char* name : {"XDG_ACTIVATION_TOKEN", "DESKTOP_STARTUP_ID"})
@@ -82,7 +95,7 @@ InstanceChannel::~InstanceChannel() {
 }
 
 bool showRunningTavik() {
-    const FileDescriptor first = connectSocket(instanceSocketPath());
+    const FileDescriptor first = connectToFirst();
     if (!first)
         return false;
     limitWaits(first);

@@ -28,7 +28,7 @@ private:
     std::jthread server;
 };
 
-// For the second: asks the first to come to the front and waits until it heard, two seconds at
+// For the second: asks the first to come to the front and waits until it heard, three seconds at
 // most. False when it did not.
 bool showRunningTavik();
 

@@ -27,14 +27,19 @@ struct Shades {
     QColor line;
     QColor text;
     QColor dimmed;
+    QColor link;
+    QColor good;
+    QColor bad;
 };
 
 Shades shadesOf(Theme theme) {
     if (theme == Theme::dark)
         return {QColor(0x1c1e26), QColor(0x262932), QColor(0x323643),
-                QColor(0x3b4050), QColor(0xeef0f6), QColor(0xa3a9ba)};
+                QColor(0x474d60), QColor(0xeef0f6), QColor(0xa9afc0),
+                QColor(0x9a9af8), QColor(0x43cc9f), QColor(0xf2766e)};
     return {QColor(0xf3f4f8), QColor(0xffffff), QColor(0xfafbfd),
-            QColor(0xdcdfe8), QColor(0x1b1e27), QColor(0x5d6475)};
+            QColor(0xd3d7e2), QColor(0x1b1e27), QColor(0x5d6475),
+            accentColour(),   QColor(0x12805c), QColor(0xc93a33)};
 }
 
 QPalette paletteOf(Theme theme) {
@@ -47,7 +52,7 @@ QPalette paletteOf(Theme theme) {
     palette.setColor(QPalette::PlaceholderText, shades.dimmed);
     palette.setColor(QPalette::Highlight, accentColour());
     palette.setColor(QPalette::HighlightedText, Qt::white);
-    palette.setColor(QPalette::Link, accentColour());
+    palette.setColor(QPalette::Link, shades.link);
     palette.setColor(QPalette::ToolTipBase, shades.base);
     palette.setColor(QPalette::ToolTipText, shades.text);
     for (const auto role : {QPalette::Text, QPalette::WindowText, QPalette::ButtonText})
@@ -55,17 +60,33 @@ QPalette paletteOf(Theme theme) {
     return palette;
 }
 
-// Colours of the palette are named by their roles: "mid" is a line, "dark" dimmed text.
+// Colours of the palette are named by their roles, "mid" being a line; %1 is dimmed text, %2 and %3
+// tell that something went well or wrong.
 constexpr const char* sheet = R"(
 QFrame#card { background: palette(base); border: 1px solid palette(mid); border-radius: 10px; }
 QLabel#title { font-size: 19pt; font-weight: 600; }
 QLabel#heading { font-weight: 600; }
-QLabel#help { color: palette(dark); }
-QLabel#good { color: #12805c; font-weight: 600; }
-QLabel#bad { color: #d0433c; font-weight: 600; }
+QLabel#help { color: %1; }
+QLabel#good { color: %2; font-weight: 600; }
+QLabel#bad { color: %3; font-weight: 600; }
 QListView#sidebar { background: transparent; border: none; outline: none; }
-QListView#sidebar::item { padding: 9px 10px; border-radius: 8px; margin: 1px 6px; }
+QListView#sidebar::item { padding: 0px 10px; border-radius: 8px; margin: 1px 6px; }
 QListView#sidebar::item:selected { background: palette(highlight); color: white; }
+QPushButton { background: palette(button); border: 1px solid palette(mid); border-radius: 7px;
+    padding: 6px 14px; }
+QPushButton:hover { background: palette(base); }
+QPushButton:pressed, QPushButton:disabled { background: palette(window); }
+QPushButton:disabled { color: %1; }
+QPushButton:focus { border: 2px solid palette(highlight); padding: 5px 13px; }
+QLineEdit, QListWidget, QPlainTextEdit { background: palette(base); border: 1px solid palette(mid);
+    border-radius: 7px; padding: 5px 7px; }
+QLineEdit:focus, QListWidget:focus, QPlainTextEdit:focus { border-color: palette(highlight); }
+QComboBox QLineEdit { border: none; padding: 0px; background: transparent; }
+QListWidget::item { padding: 4px 6px; border-radius: 5px; }
+QListWidget::item:selected { background: palette(highlight); color: white; }
+QComboBox { min-height: 28px; }
+QCheckBox::indicator:unchecked { width: 14px; height: 14px; border: 1px solid %1;
+    border-radius: 4px; background: palette(base); }
 QPushButton#primary { background: palette(highlight); color: white; font-weight: 600;
     border: 1px solid palette(highlight); border-radius: 7px; padding: 7px 18px; }
 QPushButton#primary:disabled { background: palette(mid); border-color: palette(mid); }
@@ -122,7 +143,9 @@ QColor accentColour() {
 void applyTheme(QApplication& application, Theme theme) {
     QApplication::setStyle(QStyleFactory::create("Fusion"));
     QApplication::setPalette(paletteOf(theme));
-    application.setStyleSheet(sheet);
+    const Shades shades = shadesOf(theme);
+    application.setStyleSheet(
+        QString(sheet).arg(shades.dimmed.name(), shades.good.name(), shades.bad.name()));
 }
 
 void followDesktopTheme(QApplication& application) {

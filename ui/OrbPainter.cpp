@@ -146,8 +146,9 @@ void OrbPainter::paint(QPainter& painter, double size, double scale, const Frame
     const double growth = 1 + std::clamp(breath(frame), -0.1, 0.3);
     painter.setRenderHints(QPainter::Antialiasing | QPainter::SmoothPixmapTransform);
     painter.translate(size / 2, size / 2);
-    drawCentred(painter, glow, size);
-    if (frame.phase == Kind::speaking)
+    if (frame.hasGlow)
+        drawCentred(painter, glow, size);
+    if (frame.phase == Kind::speaking && frame.hasGlow)
         drawWaves(painter, size, frame);
     drawCentred(painter, core, size * orbCore * growth);
     if (frame.phase != Kind::thinking && frame.phase != Kind::preparing)

@@ -16,6 +16,7 @@ public:
         TavikPhase::Kind phase = TavikPhase::Kind::off;
         double seconds = 0; // since it appeared
         double level = 0;   // of the sound, 0 to 1
+        bool hasGlow = true;
     };
 
     // Into the square of `size` points at the origin, for a screen with `scale` pixels a point.

@@ -170,7 +170,7 @@ QPixmap orbPixmap(TavikPhase::Kind phase, int size) {
     QPainter painter(&pixmap);
     const double whole = size / orbCore * 0.94;
     painter.translate((size - whole) / 2, (size - whole) / 2);
-    OrbPainter().paint(painter, whole, 1, {.phase = phase});
+    OrbPainter().paint(painter, whole, 1, {.phase = phase, .hasGlow = false});
     return pixmap;
 }
 

@@ -102,7 +102,7 @@ void TrayItem::showState() {
     const bool isOn =
         state.listening() == AppState::Listening::on && state.phase().kind != TavikPhase::Kind::off;
     const bool hasFailed = state.phase().kind == TavikPhase::Kind::error;
-    phase->setText(phaseText(state));
+    phase->setText(shortened(phaseText(state).toStdString()));
     notice->setText(shortened(state.notice()));
     notice->setVisible(!state.notice().empty());
     listen->setText(isOn ? "Stop Listening" : "Start Listening");

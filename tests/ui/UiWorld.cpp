@@ -1,6 +1,7 @@
 #include "tests/ui/UiWorld.h"
 
 #include "agent/AgentSession.h"
+#include "brains/Brain.h"
 #include "memory/MemoryDatabase.h"
 #include "memory/Summarizer.h"
 #include "platform/inference/AudioClassifier.h"

@@ -5,6 +5,7 @@
 #include "brains/Keychain.h"
 #include "memory/MemoryStore.h"
 #include "platform/defaults/UserDefaults.h"
+#include "platform/speech/SpeechOutput.h"
 #include "tests/app/FakeShortcuts.h"
 #include "tests/brains/FakeSecretStore.h"
 #include "tests/voice/FakeAudioServer.h"

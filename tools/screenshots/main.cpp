@@ -34,6 +34,8 @@ public:
         , ending(std::move(suffix)) {}
 
     void shoot(QWidget& widget, const QString& name) const {
+        if (qobject_cast<QMenu*>(&widget))
+            widget.resize(widget.sizeHint());
         const auto settled = std::chrono::steady_clock::now() + std::chrono::milliseconds(250);
         UiWorld::until([&] { return std::chrono::steady_clock::now() > settled; });
         save(widget.grab(), name);

@@ -30,6 +30,15 @@ QWidget* inSection(QWidget* content) {
     return section;
 }
 
+QWidget* atTheTop(QWidget* content) {
+    auto* widget = new QWidget;
+    auto* column = new QVBoxLayout(widget);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->addWidget(content);
+    column->addStretch(1);
+    return widget;
+}
+
 QWidget* picture(TavikPhase::Kind phase) {
     auto* label = new QLabel;
     label->setAlignment(Qt::AlignCenter);
@@ -85,12 +94,12 @@ OnboardingWindow::OnboardingWindow(UiServices& uiServices)
 void OnboardingWindow::addSteps() {
     add({"Hello, I’m Tavik", "A voice assistant for your desktop. Say “Hey Vessa”, say what you "
                              "want, and hear the answer. What you say is recognised on this "
-                             "computer. Six short steps, and we can talk."},
+                             "computer. A few short steps, and we can talk."},
         picture(TavikPhase::Kind::listening));
     add({"Permissions", "What Tavik needs from your desktop, and why."},
         new PermissionsStep(services));
     add({"Your microphone", "Say something: the bar should follow your voice."},
-        inSection(new MicrophonePicker(services)));
+        atTheTop(inSection(new MicrophonePicker(services))));
     addBrainStep();
     add({"Your assistant’s voice", "Pick the one you would like to listen to."},
         inSection(new VoicePicker(services)));

@@ -15,6 +15,7 @@ namespace tavik {
 namespace {
 
 constexpr int sidebarWidth = 190;
+constexpr int itemHeight = 40;
 constexpr QSize usualSize(820, 640);
 constexpr QSize symbolSize(20, 20);
 
@@ -47,7 +48,9 @@ SettingsWindow::SettingsWindow(UiServices& services)
 }
 
 void SettingsWindow::add(const QString& symbol, const QString& title, QWidget* page) {
-    sidebar->addItem(new QListWidgetItem(symbolIcon(symbol), title));
+    auto* item = new QListWidgetItem(symbolIcon(symbol), title);
+    item->setSizeHint({sidebarWidth - 16, itemHeight});
+    sidebar->addItem(item);
     pages->addWidget(page);
 }
 

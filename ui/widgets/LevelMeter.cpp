@@ -28,7 +28,7 @@ double meterLevel(float amplitude) {
 LevelMeter::LevelMeter(std::function<float()> ask)
     : amplitude(std::move(ask)) {
     setAccessibleName("Microphone level");
-    setMinimumHeight(sizeHint().height());
+    setFixedHeight(sizeHint().height());
 }
 
 void LevelMeter::showEvent(QShowEvent*) {

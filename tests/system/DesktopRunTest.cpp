@@ -1,0 +1,112 @@
+#include "platform/desktop/XConnection.h"
+#include "tests/platform/hotkey/PressedKeys.h"
+#include "tests/system/RunningTavik.h"
+#include "tools/stand-ins/services/PrivateDisplay.h"
+#include "tools/stand-ins/services/PrivatePulseAudio.h"
+
+#include <filesystem>
+#include <thread>
+
+using namespace std::chrono_literals;
+using testing::HasSubstr;
+
+namespace tavik {
+
+namespace {
+
+constexpr std::uint32_t f9 = 0xffc6;
+
+// The real program on an X server of its own.
+class DesktopRunTest : public testing::Test {
+protected:
+    DesktopRunTest() {
+        display.startWindowManager();
+        setenv("DISPLAY", display.name().c_str(), 1);
+    }
+    ~DesktopRunTest() override { unsetenv("DISPLAY"); }
+
+    // The titles of the windows that the window manager knows.
+    static std::vector<std::string> windows() {
+        const auto x = XConnection::open();
+        std::vector<std::string> titles;
+        if (x)
+            for (const auto window : x->numbers(x->ask(x->root(), "_NET_CLIENT_LIST")))
+                titles.push_back(x->text(x->ask(window, "_NET_WM_NAME")));
+        return titles;
+    }
+
+    static bool shows(const std::string& title) {
+        const auto deadline = std::chrono::steady_clock::now() + 10s;
+        while (std::chrono::steady_clock::now() < deadline) {
+            for (const std::string& each : windows())
+                if (each == title)
+                    return true;
+            std::this_thread::sleep_for(20ms);
+        }
+        return false;
+    }
+
+    static int startAgain(const RunningTavik& first) {
+        ChildProcess second({.arguments = {TAVIK_PROGRAM},
+                             .environment = {{"HOME", first.home()}},
+                             .outputPath = first.home() + "/second",
+                             .input = ""});
+        return second.waitFor(10s).value_or(-1);
+    }
+
+    PrivateDisplay display;
+};
+
+} // namespace
+
+TEST_F(DesktopRunTest, ShowsTheFirstStepsUntilTheyAreDone) {
+    RunningTavik tavik({}, nullptr);
+    EXPECT_TRUE(shows("Welcome to Tavik"));
+    EXPECT_TRUE(tavik.prints("this desktop has no tray"));
+    EXPECT_EQ(tavik.process().terminate(1s), 0);
+}
+
+TEST_F(DesktopRunTest, OpensItsSettingsAtASecondStart) {
+    RunningTavik tavik({}, {{"onboardingDone", true}});
+    ASSERT_TRUE(tavik.prints("[tavik-mcp] listening"));
+    EXPECT_THAT(windows(), testing::IsEmpty());
+    EXPECT_EQ(startAgain(tavik), 0);
+    EXPECT_TRUE(shows("Tavik Settings"));
+    EXPECT_THAT(readFile(tavik.home() + "/second"),
+                HasSubstr("[single-instance] rejected duplicate launch"));
+    EXPECT_EQ(tavik.process().terminate(1s), 0);
+}
+
+TEST_F(DesktopRunTest, BeginsAConversationWhenTheShortcutIsPressedAndShowsTheOrb) {
+    PrivatePulseAudio sound;
+    RunningTavik tavik({},
+                       {{"onboardingDone", true}, {"hotkeyKeyCode", 101}, {"hotkeyModifiers", 0}},
+                       {{"PULSE_SERVER", sound.server()}});
+    ASSERT_TRUE(tavik.prints("[hotkey] registered F9"));
+    ASSERT_TRUE(tavik.prints("Tavik ready."));
+    PressedKeys().chord({f9});
+    EXPECT_TRUE(tavik.prints("🔔 hotkey — listening for command…"));
+    EXPECT_TRUE(shows("Tavik"));
+    EXPECT_EQ(tavik.process().terminate(1s), 0);
+}
+
+TEST_F(DesktopRunTest, EndsInOrderWhenTheDisplayIsLost) {
+    RunningTavik tavik({}, {{"onboardingDone", true}});
+    ASSERT_TRUE(tavik.prints("[tavik-mcp] listening"));
+    std::this_thread::sleep_for(300ms); // until it waits for the display
+    display.server().terminate();
+    EXPECT_EQ(tavik.process().waitFor(5s), 1);
+    EXPECT_THAT(tavik.output(), HasSubstr("[tavik] ⚠ the display is lost, quitting"));
+    EXPECT_FALSE(std::filesystem::exists(tavik.home() +
+                                         "/Library/Application Support/Tavik/tavik-mcp.sock"));
+}
+
+TEST_F(DesktopRunTest, ListensWithoutWindowsWhereTheDisplayTakesNone) {
+    display.server().kill();
+    RunningTavik tavik({}, nullptr);
+    EXPECT_TRUE(tavik.prints("[tavik] there is no display, so there are no windows"));
+    EXPECT_TRUE(tavik.prints("Listening is off."));
+    EXPECT_EQ(tavik.process().terminate(1s), 0);
+}
+
+} // namespace tavik
