@@ -71,7 +71,7 @@ TEST_F(DesktopRunTest, OpensItsSettingsAtASecondStart) {
     ASSERT_TRUE(tavik.prints("[tavik-mcp] listening"));
     EXPECT_THAT(windows(), testing::IsEmpty());
     EXPECT_EQ(startAgain(tavik), 0);
-    EXPECT_TRUE(shows("Tavik Settings"));
+    EXPECT_TRUE(shows("Settings — Tavik"));
     EXPECT_THAT(readFile(tavik.home() + "/second"),
                 HasSubstr("[single-instance] rejected duplicate launch"));
     EXPECT_EQ(tavik.process().terminate(1s), 0);

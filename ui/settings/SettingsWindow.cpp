@@ -26,7 +26,7 @@ SettingsWindow::SettingsWindow(UiServices& services)
     , pages(new QStackedWidget)
     , activation(new ActivationPage(services))
     , memory(new MemoryPage(services)) {
-    setWindowTitle("Tavik Settings");
+    setWindowTitle("Settings");
     sidebar->setObjectName("sidebar");
     sidebar->setAccessibleName("Settings pages");
     sidebar->setFixedWidth(sidebarWidth);
