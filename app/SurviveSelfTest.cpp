@@ -28,7 +28,7 @@ void waitAndQuit(std::stop_token stop) {
 
 void runSurviveSelfTest() {
     log("[selftest-survive] booting normally, verifying survival for 60s…");
-    const TavikApp app;
+    const TavikApp app(TavikApp::WithUpdater::no);
     SignalForensics::install();
     const Task<void> watch(waitAndQuit);
     MainQueue::shared().runLoop();

@@ -5,6 +5,7 @@
 #include "mcp/MCPHub.h"
 #include "mcp/server/MCPServer.h"
 #include "platform/concurrency/MainQueue.h"
+#include "platform/defaults/UserDefaults.h"
 #include "platform/desktop/BoundedCall.h"
 #include "platform/desktop/DesktopContext.h"
 #include "platform/hotkey/GlobalShortcuts.h"
@@ -17,7 +18,7 @@ constexpr std::chrono::seconds patienceWithEngine{1};
 
 } // namespace
 
-TavikApp::TavikApp()
+TavikApp::TavikApp(WithUpdater withUpdater)
     : keyMigration(migrateKeysMeanwhile()) {
     prepareDesktopContext();
     // The memory may have something to tell before the state is made and after it is gone.
@@ -32,9 +33,14 @@ TavikApp::TavikApp()
     appState = std::make_unique<AppState>(appServices->forVoice(), makeXShortcuts());
     appState->boot();
     MCPServer::shared().start();
+    if (withUpdater == WithUpdater::yes)
+        updater = std::make_unique<AppUpdater>(AppUpdater::Surroundings{
+            UserDefaults::standard(), sharedHttpSession(), systemClock(), TAVIK_VERSION,
+            [this](const std::string& sentence) { appState->notify(sentence); }});
 }
 
 TavikApp::~TavikApp() {
+    updater.reset();
     endServices();
     life.reset();
     appState.reset();

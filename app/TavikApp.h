@@ -2,6 +2,7 @@
 
 #include "app/AppServices.h"
 #include "app/AppState.h"
+#include "app/AppUpdater.h"
 #include "platform/concurrency/Task.h"
 
 #include <memory>
@@ -12,8 +13,10 @@ namespace tavik {
 // to the main thread.
 class TavikApp {
 public:
-    // Boots the state and serves external agents. Nothing listens yet.
-    TavikApp();
+    // Boots the state and serves external agents, and with `WithUpdater::yes` looks for newer
+    // releases. Nothing listens yet.
+    enum class WithUpdater { no, yes };
+    explicit TavikApp(WithUpdater withUpdater = WithUpdater::yes);
     // Ends the agents' socket and the desktop-control engine, for which it waits a second at most,
     // then the listening.
     ~TavikApp();
@@ -28,6 +31,7 @@ private:
     Task<void> keyMigration;
     std::unique_ptr<AppServices> appServices;
     std::unique_ptr<AppState> appState;
+    std::unique_ptr<AppUpdater> updater;
 };
 
 // Also for the runs that need nothing else of this: ends the agents' socket and the engine.
