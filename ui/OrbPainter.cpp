@@ -75,7 +75,7 @@ QPixmap drawCore(double size, double scale, const Colours& colours) {
     QRadialGradient shine(size * 0.36, size * 0.26, size * 0.3);
     shine.setColorAt(0, QColor(255, 255, 255, 190));
     shine.setColorAt(1, QColor(255, 255, 255, 0));
-    fillCircle(painter, {size * 0.36, size * 0.26}, size * 0.26, shine);
+    fillCircle(painter, {size / 2, size / 2}, radius, shine); // no further than the orb
     return pixmap;
 }
 
