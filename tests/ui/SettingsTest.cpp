@@ -42,7 +42,9 @@ class SettingsTest : public UiTest {};
 TEST_F(SettingsTest, ChecksAKeyThenStoresItAndNeverShowsItAgain) {
     BrainPage page(services);
     page.show();
-    ASSERT_TRUE(until([&] { return shows(page, "No key is saved for this provider yet."); }));
+    ASSERT_TRUE(until([&] {
+        return shows(page, "Add an AI provider key so Tavik has a brain to answer with.");
+    }));
     auto* field = find<QLineEdit>(page, "API key");
     world.verdict = [](const std::string& key) {
         return key == "sk-good" ? "" : "Paste a valid API key first.";
@@ -64,7 +66,9 @@ TEST_F(SettingsTest, ChecksAKeyThenStoresItAndNeverShowsItAgain) {
     for (const QLabel* label : page.findChildren<QLabel*>())
         EXPECT_FALSE(label->text().contains("sk-good"));
     press(page, "Remove Key");
-    EXPECT_TRUE(until([&] { return shows(page, "No key is saved for this provider yet."); }));
+    EXPECT_TRUE(until([&] {
+        return shows(page, "Add an AI provider key so Tavik has a brain to answer with.");
+    }));
     EXPECT_TRUE(world.secrets.secrets.empty());
 }
 

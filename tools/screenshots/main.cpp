@@ -88,7 +88,7 @@ bool shows(QWidget& window, const QString& text) {
 
 void shootBrain(UiWorld& world, SettingsWindow& window, const Photographer& camera) {
     window.open(SettingsWindow::brainPage);
-    require(shows(window, "No key is saved"), "the look for a key");
+    require(shows(window, "Add an AI provider key"), "the look for a key");
     camera.shoot(window, "settings-brain");
     auto& models = named<QComboBox>(window, "Model");
     models.setEditText("gemini-2.5-flash");

@@ -94,7 +94,7 @@ void KeyForm::lookForKey() {
 void KeyForm::showWhetherKeyIsKnown(bool isKnown) {
     isKeyKnown = isKnown;
     state->setText(isKnown ? "A key is saved. It is not shown again; paste another to replace it."
-                           : "No key is saved for this provider yet.");
+                           : "Add an AI provider key so Tavik has a brain to answer with.");
     field->setPlaceholderText(isKnown ? "••••••••••••" : "Paste your API key");
     checkButton->setText(isKnown ? "Check" : "Check and Save");
     removeButton->setVisible(isKnown);
