@@ -28,7 +28,8 @@ std::vector<unsigned> numbersOf(const std::string& version) {
     for (const std::string& part : splitDroppingEmpty(version, '.')) {
         unsigned number = 0;
         const char* end = part.data() + part.size();
-        if (std::from_chars(part.data(), end, number).ptr != end)
+        const auto read = std::from_chars(part.data(), end, number);
+        if (read.ptr != end || read.ec != std::errc())
             return {};
         numbers.push_back(number);
     }
