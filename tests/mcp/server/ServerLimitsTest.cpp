@@ -191,7 +191,7 @@ TEST_F(ServerLimitsTest, AnswersThreeHundredAgentsEachOnceByItsId) {
     while ((count("fd") > descriptors || count("task") > threads) &&
            std::chrono::steady_clock::now() < deadline)
         std::this_thread::sleep_for(50ms);
-    EXPECT_EQ(count("fd"), descriptors);
+    EXPECT_LE(count("fd"), descriptors);
     EXPECT_LE(count("task"), threads); // the pool's threads have ended
 }
 
