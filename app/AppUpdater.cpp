@@ -73,7 +73,7 @@ std::optional<std::string> AppUpdater::newestVersion(std::stop_token stop) {
             {.url = feed, .timeout = patience, .maximumResponseBytes = longestFeed},
             std::move(stop));
         const auto content = parseJson(response.body);
-        const auto version = content ? stringMember(*content, "version") : std::nullopt;
+        auto version = content ? stringMember(*content, "version") : std::nullopt;
         if (response.status == success && version)
             return version;
         log("[update] ⚠ the release feed tells no version");

@@ -124,13 +124,12 @@ public:
         });
     }
 
-private slots:
-    void changed(const QString& space, const QString& key, const QDBusVariant& value) {
+private:
+    Q_SLOT void changed(const QString& space, const QString& key, const QDBusVariant& value) {
         if (space == appearance && key == colourScheme)
             applyTheme(application, themeOf(QVariant::fromValue(value)));
     }
 
-private:
     QApplication& application;
 };
 
