@@ -114,7 +114,7 @@ TEST_F(SpokenConversation, TheHotkeyInterruptsAndAPausePhraseEndsTheListening) {
     live->wait(800ms);
     // "Pop" is heard in the first tenths of a second.
     EXPECT_FALSE(live->lastSound(pressed + 500ms, pressed + 800ms)) << "it speaks on";
-    live->say("go to sleep");
+    live->say("stop listening");
     ASSERT_TRUE(live->await(Kind::idle, 15s)) << live->log();
     EXPECT_EQ(live->pauseRequests, 1);
     EXPECT_THAT(live->log(), HasSubstr("✋ interrupted — listening for the new command"));
