@@ -69,7 +69,8 @@ TEST_F(DesktopRunTest, ShowsTheFirstStepsUntilTheyAreDone) {
 TEST_F(DesktopRunTest, OpensItsSettingsAtASecondStart) {
     RunningTavik tavik({}, {{"onboardingDone", true}});
     ASSERT_TRUE(tavik.prints("[tavik-mcp] listening"));
-    EXPECT_THAT(windows(), testing::IsEmpty());
+    // The orb may tell that there is no microphone.
+    EXPECT_THAT(windows(), testing::Not(testing::Contains("Settings — Tavik")));
     EXPECT_EQ(startAgain(tavik), 0);
     EXPECT_TRUE(shows("Settings — Tavik"));
     EXPECT_THAT(readFile(tavik.home() + "/second"),

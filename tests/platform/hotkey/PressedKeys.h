@@ -3,8 +3,8 @@
 #include "platform/desktop/XConnection.h"
 
 #include <cstdint>
-#include <vector>
 #include <memory>
+#include <vector>
 
 namespace tavik {
 
