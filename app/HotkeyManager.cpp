@@ -55,31 +55,86 @@ void HotkeyManager::applyFromDefaults() {
         return;
     }
     const auto wanted = wantedCombo();
-    if (!wanted || wanted == active)
+    if (!wanted || (awaitsTheUser() ? wanted == asked.combo : wanted == active))
         return;
     try {
-        use(*wanted);
+        asked = {};
+        if (wanted != active)
+            use(*wanted);
     } catch (const ShortcutError& error) {
         failed(error);
     }
 }
 
 void HotkeyManager::unregister() {
-    registration.reset();
+    asked = {};
+    used = {};
     active.reset();
 }
 
 // The new one is had before the old one goes.
 void HotkeyManager::use(const Combo& combo) {
-    registration =
-        shortcuts->add(combo.keyCode, combo.modifiers, [this, alive = std::weak_ptr(life)] {
-            MainQueue::shared().async([=, this] {
-                if (!alive.expired())
-                    actions.onTrigger();
-            });
-        });
-    active = combo;
-    log("[hotkey] registered " + describe(combo));
+    Registered added{.number = ++numbers, .combo = combo};
+    added.registration = shortcuts->add(combo.keyCode, combo.modifiers, eventsOf(added.number));
+    if (!shortcuts->asksTheUser()) {
+        keep(std::move(added));
+        return;
+    }
+    asked = std::move(added);
+    log("[hotkey] asking the desktop for " + describe(combo));
+}
+
+void HotkeyManager::keep(Registered added) {
+    used = std::move(added);
+    active = used.combo;
+    log("[hotkey] registered " + describe(*active));
+}
+
+ShortcutEvents HotkeyManager::eventsOf(int number) {
+    return {
+        .pressed = [this] { onMain([this] { actions.onTrigger(); }); },
+        .granted = [this, number](
+                       const std::string& keys) { onMain([=, this] { granted(number, keys); }); },
+        .lost = [this, number](
+                    const ShortcutError& error) { onMain([=, this] { lost(number, error); }); }};
+}
+
+void HotkeyManager::onMain(std::function<void()> job) {
+    MainQueue::shared().async([alive = std::weak_ptr(life), job = std::move(job)] {
+        if (!alive.expired())
+            job();
+    });
+}
+
+void HotkeyManager::granted(int number, const std::string& keys) {
+    if (number == asked.number)
+        keep(std::exchange(asked, {}));
+    if (number != used.number)
+        return;
+    used.keys = keys;
+    changed("");
+}
+
+void HotkeyManager::lost(int number, const ShortcutError& error) {
+    Registered& gone = number == asked.number ? asked : used;
+    if (number != gone.number)
+        return;
+    gone = {};
+    if (!used.registration)
+        active.reset();
+    if (error.status == ShortcutError::noService && !active)
+        goOnWithout();
+    else
+        failed(error);
+}
+
+void HotkeyManager::goOnWithout() {
+    log("[hotkey] this desktop has no shortcuts for programs");
+    unregister();
+    shortcuts = shortcuts->substitute();
+    if (shortcuts)
+        applyFromDefaults();
+    changed("");
 }
 
 void HotkeyManager::failed(const ShortcutError& error) {
@@ -87,10 +142,12 @@ void HotkeyManager::failed(const ShortcutError& error) {
     if (active) {
         defaults.set("hotkeyKeyCode", active->keyCode);
         defaults.set("hotkeyModifiers", active->modifiers);
+    } else if (asksTheUser() && error.status == ShortcutError::userRefused) {
+        defaults.set("hotkeyEnabled", false);
     }
     const std::string sentence = std::string(unavailable) + (active ? previousWorks : "");
     actions.onError(sentence);
-    refused(sentence);
+    changed(sentence);
 }
 
 std::string HotkeyManager::describe(const Combo& combo) const {

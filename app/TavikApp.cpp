@@ -30,7 +30,8 @@ TavikApp::TavikApp(WithUpdater withUpdater)
                     appState->showNotice(sentence);
             });
         });
-    appState = std::make_unique<AppState>(appServices->forVoice(), makeXShortcuts());
+    appState = std::make_unique<AppState>(appServices->forVoice(),
+                                          makeGlobalShortcuts({"ai.tavik", "Talk to Tavik"}));
     appState->boot();
     MCPServer::shared().start();
     if (withUpdater == WithUpdater::yes)

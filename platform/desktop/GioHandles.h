@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-// Owners for what GLib hands out. Private to this folder.
+// Owners for what GLib hands out. Private to platform/.
 namespace tavik {
 
 struct ReleaseObject {

@@ -5,7 +5,7 @@
 namespace tavik {
 
 // A connection of our own to the bus at `address`; none when there is none. Blocks until it
-// answers, or until `cancellable` is cancelled. Private to this folder, like the rest.
+// answers, or until `cancellable` is cancelled. Private to platform/, like the rest.
 GioObject<GDBusConnection> connectionTo(const std::string& address, GCancellable* cancellable);
 
 // One of our own to the session bus.

@@ -21,7 +21,7 @@ constexpr std::uint8_t typeOfEvent = 0x7f; // without the bit for events that pr
 class XShortcut : public ShortcutRegistration {
 public:
     XShortcut(std::unique_ptr<XConnection> connection, const Key& key, std::uint32_t modifiers,
-              GlobalShortcuts::Pressed action)
+              std::function<void()> action)
         : x(std::move(connection))
         , pressed(std::move(action)) {
         grab(key, modifiers);
@@ -75,7 +75,7 @@ private:
     }
 
     const std::unique_ptr<XConnection> x;
-    const GlobalShortcuts::Pressed pressed;
+    const std::function<void()> pressed;
     xcb_timestamp_t released = 0;
     std::jthread waiter; // last: it uses the above
 };
@@ -83,7 +83,7 @@ private:
 class XShortcuts : public GlobalShortcuts {
 public:
     std::unique_ptr<ShortcutRegistration> add(std::uint32_t keyCode, std::uint32_t modifiers,
-                                              Pressed pressed) override {
+                                              ShortcutEvents events) override {
         auto connection = XConnection::open();
         if (!connection)
             throw ShortcutError(noServer, "the X server does not answer");
@@ -91,7 +91,7 @@ public:
         if (!key)
             throw ShortcutError(noKey, "there is no such key");
         return std::make_unique<XShortcut>(std::move(connection), *key, modifiers,
-                                           std::move(pressed));
+                                           std::move(events.pressed));
     }
 
     std::string characterOf(std::uint32_t keyCode) override {

@@ -21,7 +21,7 @@ class HotkeyManagerTest : public testing::Test {
 protected:
     std::vector<HotkeyManager::Combo> registered() const {
         std::vector<HotkeyManager::Combo> combos;
-        for (const auto& [combo, pressed] : desktop.registered)
+        for (const auto& [combo, events] : desktop.registered)
             combos.push_back({combo.first, combo.second});
         return combos;
     }
@@ -73,7 +73,7 @@ TEST_F(HotkeyManagerTest, TakesTheUsualShortcutAndAnswersItsPress) {
     EXPECT_THAT(registered(), ElementsAre(Combo{49, 2048}));
     EXPECT_EQ(desktop.additions, 1);
     EXPECT_TRUE(logged("[hotkey] registered ⌥Space"));
-    desktop.registered.begin()->second();
+    desktop.registered.begin()->second.pressed();
     EXPECT_EQ(triggers, 0) << "on the main thread only";
     MainQueue::shared().drain();
     EXPECT_EQ(triggers, 1);
@@ -91,6 +91,52 @@ TEST_F(HotkeyManagerTest, KeepsThePreviousShortcutWhenTheNewOneIsTaken) {
     EXPECT_EQ(errors.back(), "That shortcut is in use or unavailable. Choose another in Settings. "
                              "Your previous shortcut still works.");
     EXPECT_TRUE(logged("[hotkey] register failed: OSStatus 10"));
+}
+
+TEST_F(HotkeyManagerTest, WaitsForADesktopThatAsksItsUser) {
+    desktop.asksTheUser = true;
+    const auto tell = [this](Combo combo, auto news) {
+        const auto events = desktop.registered.at({combo.keyCode, combo.modifiers});
+        news(events);
+        MainQueue::shared().drain();
+    };
+    const auto grants = [](const ShortcutEvents& events) { events.granted("Meta+K"); };
+    const auto refuses = [](const ShortcutEvents& events) {
+        events.lost({ShortcutError::userRefused, "no"});
+    };
+    apply(40, 256);
+    EXPECT_TRUE(manager.awaitsTheUser());
+    EXPECT_EQ(manager.activeCombo(), std::nullopt);
+    tell({40, 256}, grants);
+    EXPECT_EQ(manager.activeCombo(), (Combo{40, 256}));
+    EXPECT_EQ(manager.keysOfDesktop(), "Meta+K");
+
+    apply(96, 0);
+    EXPECT_THAT(registered(), testing::SizeIs(2)) << "the old one works until the new one is had";
+    tell({96, 0}, refuses);
+    EXPECT_EQ(manager.wantedCombo(), (Combo{40, 256}));
+    EXPECT_THAT(errors.back(), HasSubstr(" Your previous shortcut still works."));
+
+    apply(96, 0);
+    apply(40, 256); // the user thinks better of it before the answer
+    EXPECT_THAT(registered(), ElementsAre(Combo{40, 256}));
+    EXPECT_FALSE(manager.awaitsTheUser());
+
+    tell({40, 256}, refuses);
+    EXPECT_THAT(registered(), IsEmpty());
+    EXPECT_EQ(defaults.boolean("hotkeyEnabled"), false) << "nobody is asked again at each start";
+    EXPECT_EQ(errors.back(), "That shortcut is in use or unavailable. Choose another in Settings.");
+}
+
+TEST_F(HotkeyManagerTest, GoesOnWithoutADesktopThatHasNoShortcuts) {
+    desktop.asksTheUser = true;
+    manager.applyFromDefaults();
+    desktop.registered.begin()->second.lost({ShortcutError::noService, "none"});
+    MainQueue::shared().drain();
+    EXPECT_FALSE(manager.isAvailable());
+    EXPECT_THAT(registered(), IsEmpty());
+    EXPECT_THAT(errors, IsEmpty());
+    EXPECT_TRUE(logged("[hotkey] this desktop has no shortcuts for programs"));
 }
 
 TEST_F(HotkeyManagerTest, GoesAndComesBackWithTheSwitch) {

@@ -87,6 +87,27 @@ std::string BusPeer::callForText(const char* owner, const char* path, const char
     return text;
 }
 
+void BusPeer::tell(const std::string& path, const std::string& interface, const std::string& signal,
+                   GVariant* values) {
+    g_dbus_connection_emit_signal(connection, nullptr, path.c_str(), interface.c_str(),
+                                  signal.c_str(), values, nullptr);
+}
+
+GDBusMessage* BusPeer::reply(GDBusMessage* call) const {
+    try {
+        GVariant* const values =
+            answer({g_dbus_message_get_sender(call), g_dbus_message_get_path(call),
+                    g_dbus_message_get_member(call), g_dbus_message_get_body(call)});
+        if (!values)
+            return nullptr;
+        GDBusMessage* const message = g_dbus_message_new_method_reply(call);
+        g_dbus_message_set_body(message, values);
+        return message;
+    } catch (const BusError& error) {
+        return g_dbus_message_new_method_error_literal(call, error.name.c_str(), "as told");
+    }
+}
+
 GDBusMessage* BusPeer::filter(GDBusConnection* bus, GDBusMessage* message, gboolean isIncoming,
                               gpointer data) {
     if (isIncoming == FALSE ||
@@ -94,12 +115,7 @@ GDBusMessage* BusPeer::filter(GDBusConnection* bus, GDBusMessage* message, gbool
         return message;
     auto* const self = static_cast<BusPeer*>(data);
     const std::lock_guard lock(answering);
-    GVariant* const values =
-        self->answer({g_dbus_message_get_path(message), g_dbus_message_get_member(message),
-                      g_dbus_message_get_body(message)});
-    if (values) {
-        GDBusMessage* const reply = g_dbus_message_new_method_reply(message);
-        g_dbus_message_set_body(reply, values);
+    if (GDBusMessage* const reply = self->reply(message)) {
         g_dbus_connection_send_message(bus, reply, G_DBUS_SEND_MESSAGE_FLAGS_NONE, nullptr,
                                        nullptr);
         g_object_unref(reply);

@@ -24,15 +24,22 @@ private:
 };
 
 struct BusCall {
+    std::string sender;
     std::string path;
     std::string member;
     GVariant* arguments;
 };
 
+// An answer that is an error of the bus, by its name.
+struct BusError {
+    std::string name;
+};
+
 // A program on a bus that answers every call as a function says.
 class BusPeer {
 public:
-    // Gives the values of a reply, a tuple; none for no answer. Called on a thread of GIO's.
+    // Gives the values of a reply, a tuple; none for no answer. May throw BusError. Called on a
+    // thread of GIO's.
     using Answer = std::function<GVariant*(const BusCall&)>;
 
     BusPeer(const std::string& address, Answer answer);
@@ -43,8 +50,12 @@ public:
     // Throws std::runtime_error when the call fails.
     std::string callForText(const char* owner, const char* path, const char* interface,
                             const char* method, GVariant* arguments);
+    // Sends a signal to everybody.
+    void tell(const std::string& path, const std::string& interface, const std::string& signal,
+              GVariant* values);
 
 private:
+    GDBusMessage* reply(GDBusMessage* call) const;
     static GDBusMessage* filter(GDBusConnection* bus, GDBusMessage* message, gboolean isIncoming,
                                 gpointer data);
 

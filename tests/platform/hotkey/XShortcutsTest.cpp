@@ -38,7 +38,7 @@ protected:
     }
 
     auto add(std::uint32_t keyCode, std::uint32_t modifiers) {
-        return shortcuts->add(keyCode, modifiers, [this] { ++presses; });
+        return shortcuts->add(keyCode, modifiers, {.pressed = [this] { ++presses; }});
     }
 
     // What has been counted once nothing comes any more.
