@@ -32,7 +32,7 @@ bool hasTray() {
 }
 
 QString shortened(const std::string& text) {
-    return QApplication::fontMetrics()
+    return QFontMetrics(QApplication::font())
         .elidedText(qt(text), Qt::ElideRight, longestEntry)
         .replace(u'&', "&&");
 }

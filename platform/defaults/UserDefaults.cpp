@@ -37,6 +37,7 @@ void UserDefaults::reloadIfChanged() {
     if (version == loadedVersion)
         return;
     loadedVersion = version;
+    ++changes;
     settings = Json::object();
     unreadable = false;
     if (!version)
@@ -96,6 +97,13 @@ void UserDefaults::write(Json changed) {
     replaceFile(path, changed.dump(2, ' ', false, Json::error_handler_t::replace) + "\n");
     settings = std::move(changed);
     loadedVersion = currentVersion();
+    ++changes;
+}
+
+std::uint64_t UserDefaults::revision() {
+    const std::lock_guard lock(mutex);
+    reloadIfChanged();
+    return changes;
 }
 
 } // namespace tavik

@@ -2,6 +2,7 @@
 
 #include "platform/json/Json.h"
 
+#include <cstdint>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -30,6 +31,9 @@ public:
     void set(std::string_view key, const Json& value);
     void remove(std::string_view key);
 
+    // Another number whenever the settings have changed, whoever changed them.
+    std::uint64_t revision();
+
 private:
     struct FileVersion {
         long long modifiedNanoseconds = 0;
@@ -47,6 +51,7 @@ private:
     std::mutex mutex;
     Json settings = Json::object();           // guarded by mutex
     std::optional<FileVersion> loadedVersion; // guarded by mutex
+    std::uint64_t changes = 0;                // guarded by mutex
     bool unreadable = false; // guarded by mutex; the loaded file was no JSON object
 };
 

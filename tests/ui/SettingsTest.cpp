@@ -1,11 +1,13 @@
 #include "mcp/ClientConfiguration.h"
 #include "platform/hotkey/KeyTable.h"
+#include "tests/ui/OldConversations.h"
 #include "tests/ui/UiTest.h"
 #include "ui/settings/ActivationPage.h"
 #include "ui/settings/BrainPage.h"
 #include "ui/settings/HotkeyRecorder.h"
 #include "ui/settings/IntegrationsPage.h"
 #include "ui/settings/MemoryPage.h"
+#include "ui/settings/SettingsWindow.h"
 #include "ui/settings/VoicePage.h"
 
 #include <QClipboard>
@@ -14,8 +16,11 @@
 #include <QListWidget>
 #include <QMessageBox>
 #include <QPlainTextEdit>
+#include <QScrollArea>
 #include <QSlider>
+#include <QStackedWidget>
 #include <QTimer>
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 using testing::ElementsAre;
@@ -175,6 +180,24 @@ TEST_F(SettingsTest, RecordsAShortcutAndKeepsTheOldOneWhenItIsTaken) {
     EXPECT_TRUE(world.shortcuts.registered.empty());
 }
 
+TEST_F(SettingsTest, TellsWhatADesktopThatAsksItsUserMakesOfTheShortcut) {
+    world.shortcuts.asksTheUser = true;
+    world.defaults.set("hotkeyKeyCode", 40);
+    world.state->hotkey().applyFromDefaults();
+    ActivationPage page(services);
+    page.show();
+    EXPECT_TRUE(shows(page, "Waiting for your desktop, which asks you about the shortcut."));
+    const auto events = world.shortcuts.registered.at({40, 2048});
+    events.granted("Meta+K");
+    EXPECT_TRUE(until([&] { return shows(page, "On your desktop the keys are Meta+K."); }));
+    events.lost({ShortcutError::userRefused, "no"});
+    EXPECT_TRUE(until([&] {
+        return shows(page, "That shortcut is in use or unavailable. Choose another in Settings.");
+    }));
+    page.showSettings();
+    EXPECT_FALSE(find<QCheckBox>(page, "Start with a keyboard shortcut")->isChecked());
+}
+
 TEST_F(SettingsTest, StoresTheSensitivityWithinItsRange) {
     ActivationPage page(services);
     page.show();
@@ -193,22 +216,22 @@ TEST_F(SettingsTest, FindsConversationsAndClearsThemOnlyWhenConfirmed) {
     MemoryPage page(services);
     page.show();
     page.refresh();
-    auto* list = find<QListWidget>(page, "Conversations");
-    ASSERT_TRUE(until([&] { return list->count() == 10; }));
+    const auto* list = find<QListView>(page, "Conversations")->model();
+    ASSERT_TRUE(until([&] { return list->rowCount() == 10; }));
     QTest::keyClicks(find<QLineEdit>(page, "Search conversations"), "ITEM 7");
-    ASSERT_TRUE(until([&] { return list->count() == 1; }));
-    list->setCurrentRow(0);
+    ASSERT_TRUE(until([&] { return list->rowCount() == 1; }));
+    find<QListView>(page, "Conversations")->setCurrentIndex(list->index(0, 0));
     ASSERT_TRUE(until([&] { return page.findChild<QPlainTextEdit*>()->isVisible(); }));
     EXPECT_EQ(page.findChild<QPlainTextEdit*>()->toPlainText(),
               "You: remind me of item 7\n\nTavik: I will.");
     find<QLineEdit>(page, "Search conversations")->clear();
-    ASSERT_TRUE(until([&] { return list->count() == 10; }));
+    ASSERT_TRUE(until([&] { return list->rowCount() == 10; }));
     answerNextQuestion("Cancel");
     press(page, "Clear All History…");
-    EXPECT_EQ(list->count(), 10);
+    EXPECT_EQ(list->rowCount(), 10);
     answerNextQuestion("Clear All History");
     press(page, "Clear All History…");
-    EXPECT_TRUE(until([&] { return list->count() == 0; }));
+    EXPECT_TRUE(until([&] { return list->rowCount() == 0; }));
     EXPECT_TRUE(until([&] { return shows(page, "No conversations yet."); }));
     EXPECT_TRUE(world.memory->turns("conversation-3").empty());
 }
@@ -229,6 +252,91 @@ TEST_F(SettingsTest, CopiesTheConfigurationAndLetsAgentsIn) {
     EXPECT_TRUE(find<QPushButton>(page, "Copied"));
     EXPECT_TRUE(
         until([&] { return page.findChild<QPushButton*>()->text() == "Copy configuration"; }));
+}
+
+TEST_F(SettingsTest, ShowsWhatIsChangedByHandAndLosesNothingOfIt) {
+    const std::string path = world.folder.file("settings.json");
+    SettingsWindow window(services);
+    window.show();
+    ASSERT_TRUE(until([&] { return find<QComboBox>(window, "Provider")->isVisible(); }));
+    writeFile(path, R"({"provider": "openai", "wakeThreshold": 0.8, "wakeEnabled": false,
+                        "mcpEnabled": true, "voiceId": "enhanced", "micDevice": "Headset",
+                        "verbosity": "detailed", "hotkeyKeyCode": 96, "mine": [1, 2]})");
+    EXPECT_TRUE(
+        until([&] { return find<QComboBox>(window, "Provider")->currentText() == "OpenAI"; }));
+    EXPECT_EQ(find<QComboBox>(window, "Length")->currentText(), "Detailed");
+    window.open(SettingsWindow::activationPage);
+    EXPECT_EQ(find<QSlider>(window, "Wake sensitivity")->value(), 80);
+    EXPECT_FALSE(find<QCheckBox>(window, "Listen for “Hey Vessa”")->isChecked());
+    EXPECT_EQ(window.findChild<HotkeyRecorder*>()->text(), "⌥F5");
+    EXPECT_THAT(world.shortcuts.registered, ElementsAre(testing::Key(std::pair(96U, 2048U))));
+    window.open(SettingsWindow::voicePage);
+    EXPECT_TRUE(until([&] { return find<QListWidget>(window, "Voices")->currentRow() == 3; }));
+    EXPECT_EQ(find<QComboBox>(window, "Microphone")->currentText(), "Headset");
+    window.open(SettingsWindow::integrationsPage);
+    const Json before = *parseJson(readFile(path));
+    press(window, "Allow external agents (MCP)");
+    Json after = *parseJson(readFile(path));
+    EXPECT_EQ(after["mcpEnabled"], false);
+    after["mcpEnabled"] = true;
+    EXPECT_EQ(after, before) << "showing what others wrote writes nothing";
+    writeFile(path, R"({"mine": [1, 2)");
+    EXPECT_TRUE(until([&] { return world.defaults.string("provider") == std::nullopt; }));
+    press(window, "Allow external agents (MCP)");
+    EXPECT_EQ(world.defaults.boolean("mcpEnabled"), true);
+    EXPECT_EQ(readFile(path + ".unreadable"), R"({"mine": [1, 2)");
+}
+
+TEST_F(SettingsTest, IsNoWiderForManyAndLongNames) {
+    const std::string longName = std::string(300, 'W') + " & Söhne";
+    world.defaults.set("brainModel", longName);
+    world.defaults.set("micDevice", longName);
+    world.defaults.set("voiceId", "long");
+    world.previews.installed.push_back({"long", longName, "en-GB", VoiceQuality::premium});
+    for (int number = 0; number < 50; ++number)
+        world.audio.devices.push_back({10U + static_cast<unsigned>(number),
+                                       fmt::format("mic.{}", number),
+                                       longName + std::to_string(number),
+                                       {16000, 1}});
+    writeOldConversations(world.folder.file("Memory.store"), 10, longName);
+    SettingsWindow window(services);
+    window.show();
+    for (int index = SettingsWindow::brainPage; index <= SettingsWindow::integrationsPage;
+         ++index) {
+        window.open(index);
+        const auto* page =
+            qobject_cast<QScrollArea*>(window.findChild<QStackedWidget*>()->currentWidget());
+        if (index == SettingsWindow::voicePage) {
+            auto* microphones = find<QComboBox>(window, "Microphone");
+            ASSERT_TRUE(until([&] { return microphones->count() > 50; }));
+            world.previews.utteranceTime = 60000;
+            press(window, "Hear a sample of this voice");
+        }
+        if (index == SettingsWindow::memoryPage) {
+            auto* list = find<QListView>(window, "Conversations");
+            ASSERT_TRUE(until([&] { return list->model()->rowCount() == 10; }));
+            list->setCurrentIndex(list->model()->index(0, 0));
+            const auto* said = page->findChild<QPlainTextEdit*>();
+            ASSERT_TRUE(until([&] { return said->isVisible(); }));
+        }
+        QCoreApplication::processEvents();
+        EXPECT_LE(page->widget()->width(), page->viewport()->width()) << "page " << index;
+    }
+    EXPECT_LE(window.minimumSizeHint().width(), 820);
+}
+
+TEST_F(SettingsTest, ListsTenThousandConversations) {
+    writeOldConversations(world.folder.file("Memory.store"), 10'000);
+    MemoryPage page(services);
+    page.show();
+    page.refresh();
+    auto* list = find<QListView>(page, "Conversations");
+    ASSERT_TRUE(until([&] { return list->model()->rowCount() == 10'000; }));
+    list->scrollToBottom();
+    EXPECT_TRUE(
+        list->model()->index(9'999, 0).data().toString().endsWith("You asked for item 9999."));
+    QTest::keyClicks(find<QLineEdit>(page, "Search conversations"), "item 9998");
+    EXPECT_TRUE(until([&] { return list->model()->rowCount() == 1; }));
 }
 
 } // namespace tavik

@@ -10,6 +10,7 @@
 #include <QHBoxLayout>
 #include <QMessageBox>
 #include <QSlider>
+#include <utility>
 
 namespace tavik {
 
@@ -29,15 +30,36 @@ constexpr const char* waylandNote =
     "This is a Wayland session, where a program can have a shortcut only while one of X11's "
     "windows is in front. Set a shortcut in your desktop's own settings instead.";
 constexpr const char* noDisplayNote = "This desktop offers no shortcuts that work everywhere.";
+constexpr const char* waitingNote = "Waiting for your desktop, which asks you about the shortcut.";
+constexpr const char* askingNote =
+    "Your desktop asks you before Tavik has a shortcut, and you may choose other keys there.";
+
+// What the desktop makes of the shortcut; empty for nothing worth telling.
+QString noteOn(const HotkeyManager& hotkey) {
+    if (!hotkey.isAvailable())
+        return noDisplayNote;
+    if (hotkey.awaitsTheUser())
+        return waitingNote;
+    if (!hotkey.asksTheUser())
+        return qEnvironmentVariableIsSet("WAYLAND_DISPLAY") ? waylandNote : "";
+    return hotkey.keysOfDesktop().empty()
+               ? QString(askingNote)
+               : QString("On your desktop the keys are %1.").arg(qt(hotkey.keysOfDesktop()));
+}
+
+int storedThreshold(UserDefaults& defaults) {
+    return qRound(wakeThreshold(defaults) * 100);
+}
 
 QSlider* wakeSlider(UserDefaults& defaults) {
     auto* slider = new QSlider(Qt::Horizontal);
     slider->setRange(lenient, strict);
     slider->setSingleStep(1);
     slider->setPageStep(5);
-    slider->setValue(qRound(wakeThreshold(defaults) * 100));
+    slider->setValue(storedThreshold(defaults));
     QObject::connect(slider, &QSlider::valueChanged, slider, [&defaults](int hundredths) {
-        store(defaults, "wakeThreshold", hundredths / 100.0);
+        if (hundredths != storedThreshold(defaults))
+            store(defaults, "wakeThreshold", hundredths / 100.0);
     });
     return slider;
 }
@@ -63,16 +85,17 @@ ActivationPage::ActivationPage(UiServices& uiServices)
 }
 
 ActivationPage::~ActivationPage() {
-    services.state.hotkey().onRefused([](const std::string&) {});
+    services.state.hotkey().onChange([](const std::string&) {});
 }
 
 void ActivationPage::addWakePhrase() {
     UserDefaults& defaults = services.state.defaults();
     Section* section = addSection("Wake phrase");
-    section->add(settingSwitch("Listen for “Hey Vessa”", defaults, "wakeEnabled", true));
+    section->add(makeSwitch("Listen for “Hey Vessa”", defaults, "wakeEnabled", true));
     auto* name = new QLabel("Wake sensitivity");
     QSlider* slider = wakeSlider(defaults);
     slider->setAccessibleName("Wake sensitivity");
+    follow([slider, &defaults] { slider->setValue(storedThreshold(defaults)); });
     name->setBuddy(slider);
     section->add(name);
     section->add(slider);
@@ -84,22 +107,37 @@ void ActivationPage::addShortcut() {
     AppState& state = services.state;
     Section* section = addSection("Keyboard shortcut");
     QCheckBox* wanted =
-        settingSwitch("Start with a keyboard shortcut", state.defaults(), "hotkeyEnabled", true);
+        makeSwitch("Start with a keyboard shortcut", state.defaults(), "hotkeyEnabled", true);
     recorder = new HotkeyRecorder(state);
     section->add(wanted);
     section->addRow("Shortcut", recorder);
     refused = section->addHelp("");
-    refused->hide();
+    note = section->addHelp("");
     section->addHelp(shortcutHelp);
-    if (!state.hotkey().isAvailable())
-        section->addHelp(noDisplayNote);
-    else if (qEnvironmentVariableIsSet("WAYLAND_DISPLAY"))
-        section->addHelp(waylandNote);
-    connect(wanted, &QCheckBox::toggled, this, [&state] { state.hotkey().applyFromDefaults(); });
-    state.hotkey().onRefused([this](const std::string& sentence) {
-        showOutcome(*refused, qt(sentence), Outcome::bad);
-        recorder->showShortcut();
+    connect(wanted, &QCheckBox::toggled, this, [this, &state] {
+        state.hotkey().applyFromDefaults();
+        showShortcut("");
     });
+    state.hotkey().onChange([this](const std::string& refusal) { showShortcut(refusal); });
+    follow([this] { applyShortcut(); });
+    applied = state.hotkey().wantedCombo();
+    showShortcut("");
+}
+
+// Only another shortcut than before, so that one that cannot be had is tried once.
+void ActivationPage::applyShortcut() {
+    HotkeyManager& hotkey = services.state.hotkey();
+    const auto before = std::exchange(applied, hotkey.wantedCombo());
+    if (applied != before)
+        hotkey.applyFromDefaults();
+    recorder->showShortcut();
+}
+
+void ActivationPage::showShortcut(const std::string& refusal) {
+    HotkeyManager& hotkey = services.state.hotkey();
+    showOutcome(*refused, qt(refusal), Outcome::bad);
+    showOutcome(*note, noteOn(hotkey), Outcome::neutral);
+    recorder->showShortcut();
 }
 
 void ActivationPage::addStart() {
@@ -118,8 +156,7 @@ void ActivationPage::addStart() {
 }
 
 void ActivationPage::refresh() {
-    showOutcome(*refused, "", Outcome::neutral);
-    recorder->showShortcut();
+    showShortcut("");
 }
 
 } // namespace tavik

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/HotkeyManager.h"
 #include "ui/UiServices.h"
 #include "ui/widgets/Section.h"
 
@@ -14,17 +15,21 @@ public:
     explicit ActivationPage(UiServices& services);
     ~ActivationPage() override;
 
-    // To be called when the page is opened, since a shortcut may have been refused meanwhile.
+    // To be called when the page is opened, and when the settings were changed by others.
     void refresh();
 
 private:
     void addWakePhrase();
     void addShortcut();
     void addStart();
+    void applyShortcut();
+    void showShortcut(const std::string& refusal);
 
     UiServices& services;
     HotkeyRecorder* recorder = nullptr;
+    std::optional<HotkeyManager::Combo> applied; // as far as this page knows
     QLabel* refused = nullptr;
+    QLabel* note = nullptr; // what the desktop makes of shortcuts
 };
 
 } // namespace tavik

@@ -12,13 +12,17 @@ namespace tavik {
 
 namespace {
 
+void showVerbosity(QComboBox& box, UserDefaults& defaults) {
+    const QString stored = qt(defaults.string("verbosity").value_or("concise"));
+    box.setCurrentIndex(std::max(0, box.findData(stored)));
+}
+
 QComboBox* verbosityChoice(UserDefaults& defaults) {
     auto* box = new QComboBox;
     box->addItem("Concise", "concise");
     box->addItem("Normal", "normal");
     box->addItem("Detailed", "detailed");
-    box->setCurrentIndex(
-        std::max(0, box->findData(qt(defaults.string("verbosity").value_or("concise")))));
+    showVerbosity(*box, defaults);
     QObject::connect(box, &QComboBox::activated, box, [box, &defaults] {
         store(defaults, "verbosity", box->currentData().toString().toStdString());
     });
@@ -36,7 +40,13 @@ BrainPage::BrainPage(UiServices& services)
     widget()->layout()->addWidget(brain);
     addSection("API key")->add(key);
     Section* answers = addSection("Answers");
-    answers->addRow("Length", verbosityChoice(services.state.defaults()));
+    UserDefaults& defaults = services.state.defaults();
+    QComboBox* verbosity = verbosityChoice(defaults);
+    answers->addRow("Length", verbosity);
+    follow([brain, verbosity, &defaults] {
+        brain->showSettings();
+        showVerbosity(*verbosity, defaults);
+    });
     finish();
 }
 

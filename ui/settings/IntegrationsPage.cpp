@@ -51,8 +51,8 @@ IntegrationsPage::IntegrationsPage(UiServices& services)
     : Page("Integrations") {
     Section* section = addSection();
     section->addHelp(explanation);
-    QCheckBox* allowed = settingSwitch("Allow external agents (MCP)", services.state.defaults(),
-                                       "mcpEnabled", false);
+    QCheckBox* allowed =
+        makeSwitch("Allow external agents (MCP)", services.state.defaults(), "mcpEnabled", false);
     section->add(allowed);
     meaning = section->addHelp("");
     auto* heading = new QLabel("MCP server configuration");

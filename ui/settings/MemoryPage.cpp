@@ -2,12 +2,11 @@
 
 #include "app/AppState.h"
 #include "memory/MemoryStore.h"
-#include "platform/text/Text.h"
 #include "ui/PhaseText.h"
 
 #include <QHBoxLayout>
+#include <QItemSelectionModel>
 #include <QMessageBox>
-#include <QSignalBlocker>
 
 namespace tavik {
 
@@ -16,15 +15,11 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto restOfTyping = 200ms;
-constexpr std::size_t mostShown = 1000;
+constexpr std::size_t mostShown = 20'000;
 constexpr int listHeight = 200;
 constexpr int turnsHeight = 120;
 constexpr const char* question =
     "Delete everything Tavik remembers of your conversations, and its logs? This cannot be undone.";
-
-QString lineOf(const ConversationHistoryEntry& entry) {
-    return qt(mediumDateShortTime(entry.endedAt)) + "   —   " + qt(entry.summary);
-}
 
 QString textOf(const std::vector<ConversationTurn>& turns) {
     QStringList lines;
@@ -43,14 +38,15 @@ MemoryPage::MemoryPage(UiServices& uiServices)
     typing.setInterval(restOfTyping);
     connect(&typing, &QTimer::timeout, this, &MemoryPage::refresh);
     connect(search, &QLineEdit::textChanged, &typing, qOverload<>(&QTimer::start));
-    connect(list, &QListWidget::currentRowChanged, this, &MemoryPage::showTurns);
+    connect(list->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
+            &MemoryPage::showTurns);
     connect(clear, &QPushButton::clicked, this, &MemoryPage::clearAll);
 }
 
 void MemoryPage::build() {
     Section* remember = addSection();
-    QCheckBox* box = settingSwitch("Remember conversations", services.state.defaults(),
-                                   "rememberConversations", true);
+    QCheckBox* box = makeSwitch("Remember conversations", services.state.defaults(),
+                                "rememberConversations", true);
     connect(box, &QCheckBox::toggled, this, &MemoryPage::preferenceChanged);
     remember->add(box);
     remember->addHelp("What you say and what Tavik answers stays on this computer, with a sentence "
@@ -60,7 +56,8 @@ void MemoryPage::build() {
     search->setPlaceholderText("Search conversations");
     search->setAccessibleName("Search conversations");
     search->setClearButtonEnabled(true);
-    list = new QListWidget;
+    list = new QListView;
+    list->setModel(&conversations);
     list->setAccessibleName("Conversations");
     list->setMinimumHeight(listHeight);
     list->setUniformItemSizes(true);
@@ -93,29 +90,25 @@ void MemoryPage::refresh() {
 }
 
 void MemoryPage::fill(const std::vector<ConversationHistoryEntry>& found) {
-    if (found == entries && list->count() > 0)
-        return;
-    const QSignalBlocker quiet(list);
-    entries = found;
-    list->clear();
-    for (const ConversationHistoryEntry& entry : entries)
-        list->addItem(lineOf(entry));
-    turns->hide();
     const QString none =
         search->text().trimmed().isEmpty() ? "No conversations yet." : "No conversation matches.";
-    state->setText(entries.empty()               ? none
-                   : entries.size() == mostShown ? QString("The newest %1.").arg(mostShown)
-                                                 : "");
-    state->setVisible(!state->text().isEmpty());
+    showOutcome(*state,
+                found.empty()               ? none
+                : found.size() == mostShown ? QString("The newest %L1.").arg(mostShown)
+                                            : "",
+                Outcome::neutral);
+    if (found == conversations.shown())
+        return;
+    conversations.show(found);
+    turns->hide();
 }
 
 void MemoryPage::showTurns() {
-    const int row = list->currentRow();
-    if (row < 0 || row >= static_cast<int>(entries.size()))
+    const int row = list->currentIndex().row();
+    if (row < 0 || row >= conversations.rowCount())
         return;
-    const auto read = [this, id = entries[static_cast<std::size_t>(row)].id](std::stop_token) {
-        return services.memory().turns(id);
-    };
+    const auto read = [this, id = conversations.shown()[static_cast<std::size_t>(row)].id](
+                          std::stop_token) { return services.memory().turns(id); };
     turnReading.ask(read, [this](const std::vector<ConversationTurn>& said) {
         turns->setPlainText(textOf(said));
         turns->show();
@@ -138,8 +131,8 @@ void MemoryPage::clearAll() {
         }
     };
     changes.ask(empty, [this](const QString& problem) {
-        entries.clear();
-        list->clear();
+        conversations.show({});
+        turns->hide();
         refresh();
         if (!problem.isEmpty())
             QMessageBox::warning(this, "Tavik", problem);

@@ -3,10 +3,11 @@
 #include "memory/Records.h"
 #include "ui/Background.h"
 #include "ui/UiServices.h"
+#include "ui/settings/ConversationList.h"
 #include "ui/widgets/Section.h"
 
 #include <QLineEdit>
-#include <QListWidget>
+#include <QListView>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QTimer>
@@ -32,12 +33,12 @@ private:
 
     UiServices& services;
     QLineEdit* search = nullptr;
-    QListWidget* list = nullptr;
+    ConversationList conversations;
+    QListView* list = nullptr;
     QLabel* state = nullptr;
     QPlainTextEdit* turns = nullptr;
     QPushButton* clear = nullptr;
     QTimer typing; // a search begins when the typing rests
-    std::vector<ConversationHistoryEntry> entries;
     Background turnReading;
     Background changes;
     Background background; // last: its jobs use the above

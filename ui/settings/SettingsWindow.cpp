@@ -1,5 +1,7 @@
 #include "ui/settings/SettingsWindow.h"
 
+#include "app/AppState.h"
+#include "platform/defaults/UserDefaults.h"
 #include "ui/Symbols.h"
 #include "ui/settings/ActivationPage.h"
 #include "ui/settings/BrainPage.h"
@@ -9,6 +11,8 @@
 
 #include <QHBoxLayout>
 #include <QKeyEvent>
+#include <chrono>
+#include <utility>
 
 namespace tavik {
 
@@ -16,6 +20,7 @@ namespace {
 
 constexpr int sidebarWidth = 190;
 constexpr int itemHeight = 40;
+constexpr std::chrono::milliseconds followingPause{500};
 constexpr QSize usualSize(820, 640);
 constexpr QSize symbolSize(20, 20);
 
@@ -25,7 +30,8 @@ SettingsWindow::SettingsWindow(UiServices& services)
     : sidebar(new QListWidget)
     , pages(new QStackedWidget)
     , activation(new ActivationPage(services))
-    , memory(new MemoryPage(services)) {
+    , memory(new MemoryPage(services))
+    , defaults(services.state.defaults()) {
     setWindowTitle("Settings");
     sidebar->setObjectName("sidebar");
     sidebar->setAccessibleName("Settings pages");
@@ -45,9 +51,11 @@ SettingsWindow::SettingsWindow(UiServices& services)
     connect(sidebar, &QListWidget::currentRowChanged, this, &SettingsWindow::pageOpened);
     sidebar->setCurrentRow(brainPage);
     resize(usualSize);
+    following.setInterval(followingPause);
+    connect(&following, &QTimer::timeout, this, &SettingsWindow::followSettings);
 }
 
-void SettingsWindow::add(const QString& symbol, const QString& title, QWidget* page) {
+void SettingsWindow::add(const QString& symbol, const QString& title, Page* page) {
     auto* item = new QListWidgetItem(symbolIcon(symbol), title);
     item->setSizeHint({sidebarWidth - 16, itemHeight});
     sidebar->addItem(item);
@@ -66,6 +74,22 @@ void SettingsWindow::pageOpened(int page) {
         activation->refresh();
     if (page == memoryPage)
         memory->refresh();
+}
+
+void SettingsWindow::showEvent(QShowEvent*) {
+    following.start();
+}
+
+void SettingsWindow::hideEvent(QHideEvent*) {
+    following.stop();
+}
+
+void SettingsWindow::followSettings() {
+    const std::uint64_t revision = defaults.revision();
+    if (std::exchange(shownRevision, revision) == revision)
+        return;
+    for (int index = 0; index < pages->count(); ++index)
+        static_cast<Page*>(pages->widget(index))->showSettings();
 }
 
 void SettingsWindow::keyPressEvent(QKeyEvent* event) {

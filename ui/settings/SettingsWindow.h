@@ -4,12 +4,15 @@
 
 #include <QListWidget>
 #include <QStackedWidget>
+#include <QTimer>
 #include <QWidget>
 
 namespace tavik {
 
 class ActivationPage;
 class MemoryPage;
+class Page;
+class UserDefaults;
 
 // The settings, one page a subject. What is changed there counts at once.
 class SettingsWindow : public QWidget {
@@ -23,15 +26,21 @@ public:
 
 protected:
     void keyPressEvent(QKeyEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
 
 private:
-    void add(const QString& symbol, const QString& title, QWidget* page);
+    void followSettings();
+    void add(const QString& symbol, const QString& title, Page* page);
     void pageOpened(int page);
 
     QListWidget* sidebar;
     QStackedWidget* pages;
     ActivationPage* activation;
     MemoryPage* memory;
+    UserDefaults& defaults;
+    std::uint64_t shownRevision = 0;
+    QTimer following; // of changes that others make, by hand for example
 };
 
 } // namespace tavik

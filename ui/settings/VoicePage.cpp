@@ -24,9 +24,11 @@ constexpr const char* noSettings =
 
 VoicePage::VoicePage(UiServices& services)
     : Page("Voice and Audio") {
-    addSection("Microphone")->add(new MicrophonePicker(services));
+    auto* microphone = new MicrophonePicker(services);
+    auto* voices = new VoicePicker(services);
+    addSection("Microphone")->add(microphone);
     Section* voice = addSection("Voice");
-    voice->add(new VoicePicker(services));
+    voice->add(voices);
     auto* download = new QPushButton("Download better voices…");
     connect(download, &QPushButton::clicked, this, [this] {
         if (!openSystemSettings("voices"))
@@ -38,6 +40,10 @@ VoicePage::VoicePage(UiServices& services)
     voice->add(row);
     voice->addHelp(betterVoices);
     finish();
+    follow([microphone, voices] {
+        microphone->showSettings();
+        voices->showSettings();
+    });
 }
 
 } // namespace tavik

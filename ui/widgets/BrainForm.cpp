@@ -53,12 +53,13 @@ BrainForm::BrainForm(UiServices& uiServices)
     section->addRow("Model", models);
     section->addRow("Effort", efforts);
     section->add(effortHelp);
+    for (QComboBox* box : {providers, models, efforts})
+        keepNarrow(*box);
     models->setEditable(true);
     models->setInsertPolicy(QComboBox::NoInsert);
     models->lineEdit()->setAccessibleName("Model");
     fill(*providers, providerChoices());
-    select(*providers,
-           brainProvider(services.state.defaults().string("provider").value_or("")).word);
+    select(*providers, storedProvider());
     fillModels();
     connect(providers, &QComboBox::activated, this, &BrainForm::providerChosen);
     connect(models, &QComboBox::activated, this, &BrainForm::modelChosen);
@@ -67,6 +68,21 @@ BrainForm::BrainForm(UiServices& uiServices)
         store(services.state.defaults(), "brainEffort",
               efforts->currentData().toString().toStdString());
     });
+}
+
+std::string BrainForm::storedProvider() const {
+    return brainProvider(services.state.defaults().string("provider").value_or("")).word;
+}
+
+void BrainForm::showSettings() {
+    const std::string before = model();
+    const bool isOther = storedProvider() != provider();
+    if (models->lineEdit()->hasFocus() && models->lineEdit()->isModified())
+        return;
+    select(*providers, storedProvider());
+    fillModels();
+    if (isOther || model() != before)
+        onChange();
 }
 
 std::string BrainForm::provider() const {

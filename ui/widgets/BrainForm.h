@@ -19,8 +19,11 @@ public:
     // Never empty: the default's name when none is chosen.
     std::string model() const;
     std::function<void()> onChange = [] {};
+    // Shows what the settings hold now, unless a model is being typed.
+    void showSettings();
 
 private:
+    std::string storedProvider() const;
     void fillModels();
     void fillEfforts();
     void providerChosen();

@@ -60,7 +60,7 @@ MicrophonePicker::MicrophonePicker(UiServices& uiServices)
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);
     devices->setAccessibleName("Microphone");
-    devices->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    keepNarrow(*devices);
     column->addWidget(devices);
     column->addWidget(new LevelMeter([this] { return level(); }));
     column->addWidget(helpLabel(help));
@@ -120,6 +120,14 @@ void MicrophonePicker::fill(const Listing& listing) {
     devices->setCurrentIndex(devices->findData(saved));
     showOutcome(*problem, listing.isServerThere ? "" : "The sound server does not answer.",
                 Outcome::bad);
+}
+
+void MicrophonePicker::showSettings() {
+    const QString saved = qt(services.state.defaults().string("micDevice").value_or(""));
+    if (devices->currentData().toString() == saved)
+        return;
+    fill(shown);
+    listenIn();
 }
 
 void MicrophonePicker::choose() {

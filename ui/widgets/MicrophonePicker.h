@@ -21,6 +21,9 @@ public:
     explicit MicrophonePicker(UiServices& services);
     ~MicrophonePicker() override;
 
+    // Shows the microphone that the settings hold now.
+    void showSettings();
+
 protected:
     void showEvent(QShowEvent* event) override;
     void hideEvent(QHideEvent* event) override;

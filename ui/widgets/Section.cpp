@@ -2,6 +2,7 @@
 
 #include "platform/defaults/UserDefaults.h"
 
+#include <QAbstractItemView>
 #include <QApplication>
 #include <QHBoxLayout>
 #include <QMessageBox>
@@ -84,6 +85,26 @@ void Page::finish() {
     sections->addStretch(1);
 }
 
+QCheckBox* Page::makeSwitch(const QString& text, UserDefaults& defaults, const std::string& key,
+                            bool byDefault) {
+    auto* box = new QCheckBox(text);
+    const auto stored = [&defaults, key, byDefault] {
+        return defaults.boolean(key).value_or(byDefault);
+    };
+    box->setChecked(stored());
+    follow([box, stored] { box->setChecked(stored()); });
+    connect(box, &QCheckBox::toggled, box, [&defaults, key, stored](bool isOn) {
+        if (isOn != stored())
+            store(defaults, key, isOn);
+    });
+    return box;
+}
+
+void Page::showSettings() {
+    for (const auto& show : followers)
+        show();
+}
+
 QLabel* helpLabel(const QString& text) {
     auto* label = new QLabel(text);
     label->setObjectName("help");
@@ -92,13 +113,9 @@ QLabel* helpLabel(const QString& text) {
     return label;
 }
 
-QCheckBox* settingSwitch(const QString& text, UserDefaults& defaults, const std::string& key,
-                         bool byDefault) {
-    auto* box = new QCheckBox(text);
-    box->setChecked(defaults.boolean(key).value_or(byDefault));
-    QObject::connect(box, &QCheckBox::toggled, box,
-                     [&defaults, key](bool isOn) { store(defaults, key, isOn); });
-    return box;
+void keepNarrow(QComboBox& box) {
+    box.setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    box.view()->setTextElideMode(Qt::ElideRight);
 }
 
 void store(UserDefaults& defaults, const std::string& key, const std::string& value) {

@@ -1,12 +1,19 @@
 #pragma once
 
 #include <QCheckBox>
+#include <QComboBox>
 #include <QFrame>
 #include <QLabel>
 #include <QScrollArea>
 #include <QVBoxLayout>
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace tavik {
+
+class UserDefaults;
 
 // A card with a heading and rows of controls.
 class Section : public QFrame {
@@ -30,19 +37,24 @@ public:
     explicit Page(const QString& title);
 
     Section* addSection(const QString& heading = {});
+    // A switch that shows a boolean and stores it at once.
+    QCheckBox* makeSwitch(const QString& text, UserDefaults& defaults, const std::string& key,
+                          bool byDefault);
+    // Has `show` run again whenever the settings may have changed elsewhere. It stores nothing.
+    void follow(std::function<void()> show) { followers.push_back(std::move(show)); }
+    void showSettings();
     // What is left of the height goes to the last section, or stays empty.
     void finish();
 
 private:
     QVBoxLayout* sections;
+    std::vector<std::function<void()>> followers;
 };
 
 QLabel* helpLabel(const QString& text);
 
-// A switch that shows a boolean and stores it at once.
-class UserDefaults;
-QCheckBox* settingSwitch(const QString& text, UserDefaults& defaults, const std::string& key,
-                         bool byDefault);
+// A choice that is no wider for long entries, which it shows shortened.
+void keepNarrow(QComboBox& box);
 
 // Stores a setting; when that fails, the user is told.
 void store(UserDefaults& defaults, const std::string& key, const std::string& value);

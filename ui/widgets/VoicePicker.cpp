@@ -23,6 +23,7 @@ constexpr auto refreshPause = 5s;
 constexpr const char* automatic = "Automatic (best installed)";
 constexpr const char* hear = "Hear a sample of this voice";
 constexpr int listHeight = 190;
+constexpr int longestName = 240; // pixels
 
 bool isEnglish(const Voice& voice) {
     return voice.language.starts_with("en");
@@ -51,6 +52,12 @@ bool comesBefore(const Voice& one, const Voice& other) {
                           voice.name);
     };
     return rank(one) < rank(other);
+}
+
+// For a button, which would widen its window.
+QString shortName(const Voice& voice, const QWidget& button) {
+    QString name = qt(voice.name);
+    return button.fontMetrics().elidedText(name.replace(u'&', "&&"), Qt::ElideRight, longestName);
 }
 
 bool areSame(const std::vector<Voice>& one, const std::vector<Voice>& other) {
@@ -83,6 +90,8 @@ void VoicePicker::build() {
     list->setAccessibleName("Voices");
     list->setMinimumHeight(listHeight);
     list->setUniformItemSizes(true);
+    list->setTextElideMode(Qt::ElideRight);
+    list->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     previewButton = new QPushButton(symbolIcon("play.circle.fill"), hear);
     problem = helpLabel({});
     auto* column = new QVBoxLayout(this);
@@ -129,17 +138,28 @@ void VoicePicker::refresh() {
 void VoicePicker::fill(const std::vector<Voice>& installed) {
     const QSignalBlocker quiet(list);
     voices = installed;
-    const auto chosen = services.state.defaults().string("voiceId").value_or("");
     list->clear();
     list->addItem(automatic);
-    list->setCurrentRow(0);
-    for (const Voice& voice : voices) {
+    for (const Voice& voice : voices)
         list->addItem(QString("%1   —   %2").arg(qt(voice.name), subtitleOf(voice)));
-        if (voice.identifier == chosen)
-            list->setCurrentRow(list->count() - 1);
-    }
     filter();
+    selectStored();
+}
+
+// The automatic choice stands for a voice that is not installed, too.
+void VoicePicker::selectStored() {
+    const QSignalBlocker quiet(list);
+    const auto stored = services.state.defaults().string("voiceId").value_or("");
+    const auto found = std::ranges::find(voices, stored, &Voice::identifier);
+    list->setCurrentRow(found == voices.end() ? 0 : static_cast<int>(found - voices.begin()) + 1);
     showPreview();
+}
+
+void VoicePicker::showSettings() {
+    const Voice* voice = selected();
+    if ((voice ? voice->identifier : "") !=
+        services.state.defaults().string("voiceId").value_or(""))
+        selectStored();
 }
 
 void VoicePicker::filter() {
@@ -174,7 +194,8 @@ void VoicePicker::preview() {
 void VoicePicker::showPreview() {
     const Voice* voice = selected();
     const bool isPlaying = voice && previewer.playingID() == voice->identifier;
-    previewButton->setText(isPlaying ? "Stop preview of " + qt(voice->name) : hear);
+    previewButton->setText(isPlaying ? "Stop preview of " + shortName(*voice, *previewButton)
+                                     : hear);
     previewButton->setIcon(symbolIcon(isPlaying ? "stop.circle.fill" : "play.circle.fill"));
     previewButton->setEnabled(voice != nullptr || previewer.playingID().has_value());
 }

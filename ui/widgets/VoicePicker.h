@@ -20,6 +20,9 @@ class VoicePicker : public QWidget {
 public:
     explicit VoicePicker(UiServices& services);
 
+    // Shows the voice that the settings hold now.
+    void showSettings();
+
 protected:
     void showEvent(QShowEvent* event) override;
     void hideEvent(QHideEvent* event) override;
@@ -29,6 +32,7 @@ private:
     void refresh();
     void fill(const std::vector<Voice>& installed);
     void filter();
+    void selectStored();
     void choose();
     void preview();
     void showPreview();
