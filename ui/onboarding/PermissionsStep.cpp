@@ -69,10 +69,10 @@ void PermissionsStep::hideEvent(QHideEvent*) {
 }
 
 void PermissionsStep::refresh() {
-    const auto look = [this](std::stop_token) {
+    const auto look = [this](const std::stop_token& stop) {
         States states;
         for (std::size_t index = 0; index < states.size(); ++index)
-            states[index] = services.permissions.state(allPermissions[index]);
+            states[index] = services.permissions.state(allPermissions[index], stop);
         return states;
     };
     background.ask(look, [this](const States& states) { show(states); });
@@ -95,8 +95,8 @@ void PermissionsStep::show(const States& states) {
 
 void PermissionsStep::request(Permission permission) {
     requests.ask(
-        [this, permission](std::stop_token) {
-            services.permissions.request(permission);
+        [this, permission](std::stop_token stop) {
+            services.permissions.request(permission, std::move(stop));
             return true;
         },
         [this](bool) { refresh(); });
