@@ -50,9 +50,9 @@ bool hasSpeechModels() {
     }
 }
 
-bool hasAnyInput(AudioServer& audio) {
+bool hasAnyInput(AudioServer& audio, std::stop_token stop) {
     try {
-        return !audio.inputs().empty();
+        return !audio.inputs(std::move(stop)).empty();
     } catch (const AudioError&) {
         return false;
     }
@@ -67,12 +67,13 @@ const PermissionText& textOf(Permission permission) {
 Permissions::Permissions(Probes howToAsk)
     : probes(std::move(howToAsk)) {}
 
-PermissionState Permissions::state(Permission permission) const {
+PermissionState Permissions::state(Permission permission, std::stop_token stop) const {
     switch (permission) {
     case Permission::microphone: {
         // A right without a microphone is of no use, and a desktop without a store has no rights.
         const PermissionState stored = probes.microphoneStore();
-        return stored == PermissionState::denied ? stored : grantedIf(probes.hasInput());
+        return stored == PermissionState::denied ? stored
+                                                 : grantedIf(probes.hasInput(std::move(stop)));
     }
     case Permission::speech:
         return grantedIf(probes.hasSpeechModels());
@@ -86,10 +87,10 @@ PermissionState Permissions::state(Permission permission) const {
     return PermissionState::notDetermined;
 }
 
-void Permissions::request(Permission permission) const {
+void Permissions::request(Permission permission, std::stop_token stop) const {
     if (permission == Permission::accessibility)
         probes.switchAccessibilityOn();
-    else if (state(permission) != PermissionState::granted)
+    else if (state(permission, std::move(stop)) != PermissionState::granted)
         openSettingsPane(permission);
 }
 
@@ -102,19 +103,20 @@ bool Permissions::relaunch() const {
 }
 
 Permissions::Probes desktopPermissions(AudioServer& audio) {
-    return {.microphoneStore = storedMicrophoneRight,
-            .hasInput = [&audio] { return hasAnyInput(audio); },
-            .hasSpeechModels = hasSpeechModels,
-            .isAccessibilityOn = accessibilityIsOn,
-            .isScreenOpen = screenIsOpen,
-            .isAutomationPossible = sessionBusAnswers,
-            .switchAccessibilityOn = switchAccessibilityOn,
-            .openPane = openSystemSettings,
-            .startAnew =
-                [] {
-                    return startDetached({"/bin/sh", "-c", "sleep 0.5; exec \"$1\"",
-                                          "tavik-relaunch", executablePath()});
-                }};
+    return {
+        .microphoneStore = storedMicrophoneRight,
+        .hasInput = [&audio](std::stop_token stop) { return hasAnyInput(audio, std::move(stop)); },
+        .hasSpeechModels = hasSpeechModels,
+        .isAccessibilityOn = accessibilityIsOn,
+        .isScreenOpen = screenIsOpen,
+        .isAutomationPossible = sessionBusAnswers,
+        .switchAccessibilityOn = switchAccessibilityOn,
+        .openPane = openSystemSettings,
+        .startAnew =
+            [] {
+                return startDetached({"/bin/sh", "-c", "sleep 0.5; exec \"$1\"", "tavik-relaunch",
+                                      executablePath()});
+            }};
 }
 
 } // namespace tavik

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <functional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 
@@ -35,7 +36,7 @@ public:
     // What the desktop says; the real one by default.
     struct Probes {
         std::function<PermissionState()> microphoneStore; // of the desktop's permission store
-        std::function<bool()> hasInput;                   // a microphone is there
+        std::function<bool(std::stop_token)> hasInput;    // a microphone is there
         std::function<bool()> hasSpeechModels;
         std::function<bool()> isAccessibilityOn;
         std::function<bool()> isScreenOpen; // any program may look at it
@@ -47,10 +48,10 @@ public:
 
     explicit Permissions(Probes probes);
 
-    // Never prompts.
-    PermissionState state(Permission permission) const;
-    // Asks for it, as far as this desktop has something to ask.
-    void request(Permission permission) const;
+    // Never prompts. Throws Cancelled.
+    PermissionState state(Permission permission, std::stop_token stop) const;
+    // Asks for it, as far as this desktop has something to ask. Throws Cancelled.
+    void request(Permission permission, std::stop_token stop) const;
     // The page of the system's settings about it. False when the desktop has none.
     bool openSettingsPane(Permission permission) const;
     // Starts the program anew, half a second from now; the caller then quits. False, with nothing

@@ -52,11 +52,11 @@ void run() {
     const auto audio = makePulseAudioServer();
     const auto speech = makeSpeechDispatcher();
     Ear ear;
-    AudioDevice monitor = audio->defaultOutput().value();
+    AudioDevice monitor = audio->defaultOutput({}).value();
     monitor.identifier = "speaker.monitor";
     const auto capture = audio->openCapture(
         monitor, [&](std::span<const float> samples, const AudioFormat&) { ear.listen(samples); },
-        [](const std::string&) {});
+        [](const std::string&) {}, {});
     std::this_thread::sleep_for(3s); // the sink's long blocks give way to short ones
 
     std::vector<double> starts;
@@ -65,7 +65,7 @@ void run() {
         ear.heard = false;
         const auto asked = steady_clock::now();
         speech->speak("The library is open from nine in the morning until eight in the evening.",
-                      {});
+                      {}, {});
         while (!ear.heard)
             std::this_thread::sleep_for(1ms);
         const steady_clock::time_point first{steady_clock::duration(ear.lastSound)};

@@ -19,10 +19,10 @@ public:
 
 class Mute : public SpeechOutput {
 public:
-    void speak(const std::string&, const std::optional<Voice>&) override {}
+    void speak(const std::string&, const std::optional<Voice>&, std::stop_token) override {}
     bool isSpeaking() override { return false; }
     void stopSpeaking() override {}
-    std::vector<Voice> voices() override { return {}; }
+    std::vector<Voice> voices(std::stop_token) override { return {}; }
 };
 
 std::string settingsThatLetAgentsIn() {

@@ -48,7 +48,7 @@ bool InterruptWatcher::hearsWakePhrase(std::stop_token stop) {
         }
         return Moment{shared.isSpeaking, isAnswering && !isCooling};
     });
-    loudspeaker.follow(now.isSpeaking);
+    loudspeaker.follow(now.isSpeaking, stop);
     return now.canInterrupt && services.defaults.boolean("wakeEnabled").value_or(true) &&
            ears.detector.isCandidate(wakeWindow) && !isOwnVoice() &&
            verifyWakePhrase(*ears.verifier, loudspeaker.withoutOwnVoice(verifyWindow),

@@ -42,9 +42,9 @@ LoudspeakerEar::LoudspeakerEar(const VoiceServices& voiceServices, WakeDetector&
 
 LoudspeakerEar::~LoudspeakerEar() = default;
 
-void LoudspeakerEar::follow(bool isSpeaking) {
+void LoudspeakerEar::follow(bool isSpeaking, std::stop_token stop) {
     if (isSpeaking && !wasSpeaking)
-        open();
+        open(std::move(stop));
     wasSpeaking = isSpeaking;
     if (recording)
         look();
@@ -52,9 +52,9 @@ void LoudspeakerEar::follow(bool isSpeaking) {
         recording.reset();
 }
 
-void LoudspeakerEar::open() {
+void LoudspeakerEar::open(std::stop_token stop) {
     try {
-        const auto output = services.audio.defaultOutput();
+        const auto output = services.audio.defaultOutput(stop);
         if (!output)
             return;
         auto opened = std::make_unique<Recording>(output->format);
@@ -63,7 +63,7 @@ void LoudspeakerEar::open() {
             [&ear = *opened](std::span<const float> samples, const AudioFormat&) {
                 ear.hear(samples);
             },
-            [](const std::string&) {});
+            [](const std::string&) {}, std::move(stop));
         recording = std::move(opened);
     } catch (const AudioError& error) {
         log(std::string("[wake] ⚠ the loudspeaker cannot be heard: ") + error.what());

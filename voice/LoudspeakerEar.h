@@ -25,8 +25,8 @@ public:
     LoudspeakerEar(const LoudspeakerEar&) = delete;
     LoudspeakerEar& operator=(const LoudspeakerEar&) = delete;
 
-    // To be called all the time, five times a second: listens while Tavik speaks.
-    void follow(bool isSpeaking);
+    // To be called all the time, five times a second: listens while Tavik speaks. Throws Cancelled.
+    void follow(bool isSpeaking, std::stop_token stop);
 
     // Whether the loudspeaker said the wake phrase just now, so that the microphone may be hearing
     // it. False when the loudspeaker cannot be recorded.
@@ -39,7 +39,7 @@ public:
 private:
     struct Recording;
 
-    void open();
+    void open(std::stop_token stop);
     void look();
 
     const VoiceServices& services;

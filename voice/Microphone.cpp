@@ -41,45 +41,46 @@ Microphone::Microphone(const VoiceServices& voiceServices, const VoiceCallbacks&
     , watchdog(voiceServices.clock, sharedState,
                {
                    .rebuild =
-                       [this](std::stop_token stop) {
+                       [this](const std::stop_token& stop) {
                            engine.reset();
-                           buildEngine(std::move(stop));
+                           buildEngine(stop);
                        },
-                   .routeIsUnchanged = [this] { return routeIsUnchanged(); },
+                   .routeIsUnchanged =
+                       [this](const std::stop_token& stop) { return routeIsUnchanged(stop); },
                    .failed = std::move(failed),
                }) {}
 
 Microphone::~Microphone() {
-    services.audio.watchRoutes({});
+    services.audio.watchRoutes({}, {});
     watchdog.stop();
     engine.reset();
 }
 
 void Microphone::start(std::stop_token stop) {
-    buildEngine(std::move(stop));
+    buildEngine(stop);
     try {
-        services.audio.watchRoutes([this] { watchdog.routeChanged(); });
+        services.audio.watchRoutes([this] { watchdog.routeChanged(); }, std::move(stop));
     } catch (const AudioError& error) {
         throw MicrophoneError(std::string("Microphone start failed: ") + error.what());
     }
     watchdog.start();
 }
 
-void Microphone::buildEngine(std::stop_token stop) {
+void Microphone::buildEngine(const std::stop_token& stop) {
     try {
-        open(chooseInput(std::move(stop)));
+        open(chooseInput(stop), stop);
     } catch (const AudioError& error) {
         throw MicrophoneError(std::string("Microphone start failed: ") + error.what());
     }
 }
 
-AudioDevice Microphone::chooseInput(std::stop_token stop) {
+AudioDevice Microphone::chooseInput(const std::stop_token& stop) {
     const std::string saved = services.defaults.string("micDevice").value_or("");
-    return saved.empty() ? defaultInput() : savedInput(saved, std::move(stop));
+    return saved.empty() ? defaultInput(stop) : savedInput(saved, stop);
 }
 
-AudioDevice Microphone::savedInput(const std::string& name, std::stop_token stop) {
-    const auto inputs = services.audio.inputs();
+AudioDevice Microphone::savedInput(const std::string& name, const std::stop_token& stop) {
+    const auto inputs = services.audio.inputs(stop);
     const auto found = std::find_if(inputs.begin(), inputs.end(),
                                     [&](const AudioDevice& input) { return input.name == name; });
     if (found == inputs.end()) {
@@ -87,9 +88,9 @@ AudioDevice Microphone::savedInput(const std::string& name, std::stop_token stop
         callbacks.onNotice(
             fmt::format("Saved mic \"{}\" isn't connected — using the system default input.", name),
             true);
-        return defaultInput();
+        return defaultInput(stop);
     }
-    if (!services.audio.setDefaultInputConfirmed(*found, std::move(stop)))
+    if (!services.audio.setDefaultInputConfirmed(*found, stop))
         throw MicrophoneError(
             fmt::format("Couldn't switch the mic to \"{}\" — the OS never confirmed "
                         "it. Pick another input in Settings.",
@@ -98,29 +99,30 @@ AudioDevice Microphone::savedInput(const std::string& name, std::stop_token stop
     return *found;
 }
 
-AudioDevice Microphone::defaultInput() {
-    auto input = services.audio.defaultInput();
+AudioDevice Microphone::defaultInput(std::stop_token stop) {
+    auto input = services.audio.defaultInput(std::move(stop));
     if (!input)
         throw AudioError("no microphone is connected");
     return *input;
 }
 
-void Microphone::open(const AudioDevice& device) {
+void Microphone::open(const AudioDevice& device, const std::stop_token& stop) {
     if (device.format.sampleRate == 0 || device.format.channelCount == 0)
         throw MicrophoneError(
             "The selected microphone isn't providing audio (invalid format). Pick "
             "another input in Settings.");
     log("[mic] negotiated format: " + describe(device.format));
     state.with([](VoiceState& shared) { shared.everReceivedTap = false; });
-    engine = record(device);
-    const auto output = services.audio.defaultOutput();
+    engine = record(device, stop);
+    const auto output = services.audio.defaultOutput(stop);
     boundInputID = device.id;
     boundOutputID = idOf(output);
     log(fmt::format("[mic] engine running (input {}, output {})", device.name, nameOf(output)));
     watchdog.arm();
 }
 
-std::unique_ptr<Microphone::Engine> Microphone::record(const AudioDevice& device) {
+std::unique_ptr<Microphone::Engine> Microphone::record(const AudioDevice& device,
+                                                       std::stop_token stop) {
     std::unique_ptr<Engine> opened;
     try {
         opened = std::make_unique<Engine>(device.format);
@@ -135,7 +137,8 @@ std::unique_ptr<Microphone::Engine> Microphone::record(const AudioDevice& device
         [this](const std::string& reason) {
             log("[mic] ⚠ the recording ended: " + reason);
             watchdog.captureLost();
-        });
+        },
+        std::move(stop));
     return opened;
 }
 
@@ -158,10 +161,10 @@ void Microphone::handleTap(Engine& owner, std::span<const float> samples) {
 }
 
 // The server also tells of changes that do not concern us, our own choice of an input among them.
-bool Microphone::routeIsUnchanged() {
+bool Microphone::routeIsUnchanged(const std::stop_token& stop) {
     try {
-        return idOf(services.audio.defaultInput()) == boundInputID &&
-               idOf(services.audio.defaultOutput()) == boundOutputID;
+        return idOf(services.audio.defaultInput(stop)) == boundInputID &&
+               idOf(services.audio.defaultOutput(stop)) == boundOutputID;
     } catch (const AudioError&) {
         return false;
     }

@@ -39,14 +39,14 @@ private:
     // A device that is being recorded.
     struct Engine;
 
-    void buildEngine(std::stop_token stop);
-    AudioDevice chooseInput(std::stop_token stop);
-    AudioDevice savedInput(const std::string& name, std::stop_token stop);
-    AudioDevice defaultInput();
-    void open(const AudioDevice& device);
-    std::unique_ptr<Engine> record(const AudioDevice& device);
+    void buildEngine(const std::stop_token& stop);
+    AudioDevice chooseInput(const std::stop_token& stop);
+    AudioDevice savedInput(const std::string& name, const std::stop_token& stop);
+    AudioDevice defaultInput(std::stop_token stop);
+    void open(const AudioDevice& device, const std::stop_token& stop);
+    std::unique_ptr<Engine> record(const AudioDevice& device, std::stop_token stop);
     void handleTap(Engine& owner, std::span<const float> samples);
-    bool routeIsUnchanged();
+    bool routeIsUnchanged(const std::stop_token& stop);
 
     const VoiceServices& services;
     const VoiceCallbacks& callbacks;

@@ -93,7 +93,7 @@ void MicrophoneWatchdog::onRouteSettled(std::stop_token stop) {
         const std::lock_guard lock(mutex);
         return std::exchange(isCaptureLost, false);
     }();
-    if (!isLost && frontEnd.routeIsUnchanged())
+    if (!isLost && frontEnd.routeIsUnchanged(stop))
         return;
     log("[mic] audio route changed — rebinding the audio front-end");
     try {

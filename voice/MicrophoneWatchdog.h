@@ -22,7 +22,7 @@ public:
     struct FrontEnd {
         // Throws MicrophoneError and Cancelled.
         std::function<void(std::stop_token)> rebuild;
-        std::function<bool()> routeIsUnchanged;
+        std::function<bool(std::stop_token)> routeIsUnchanged; // throws Cancelled
         // Nothing more is tried; with the message for the user.
         std::function<void(const std::string&)> failed;
     };

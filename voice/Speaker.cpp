@@ -78,10 +78,10 @@ Speaker::Speaker(const VoiceServices& voiceServices, SharedVoiceState& sharedSta
     : services(voiceServices)
     , state(sharedState) {}
 
-std::optional<Voice> Speaker::current() {
+std::optional<Voice> Speaker::current(std::stop_token stop) {
     try {
         return chooseVoice(services.defaults.string("voiceId").value_or(""),
-                           services.speech.voices());
+                           services.speech.voices(std::move(stop)));
     } catch (const SpeechError& error) {
         log(std::string("[voice] ⚠ no voices: ") + error.what());
         return std::nullopt;
@@ -91,7 +91,7 @@ std::optional<Voice> Speaker::current() {
 void Speaker::speakAndWait(const std::string& text, std::stop_token stop) {
     try {
         const Speaking speaking(services.speech, state);
-        services.speech.speak(text, current());
+        services.speech.speak(text, current(stop), stop);
         services.clock.sleepFor(tuning::SPEECH_START, stop);
         while (services.speech.isSpeaking())
             services.clock.sleepFor(tuning::SPEECH_POLL, stop);

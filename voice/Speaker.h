@@ -23,7 +23,7 @@ public:
 
     // The voice of the moment, by the setting "voiceId"; none when the service has none or is
     // missing.
-    std::optional<Voice> current();
+    std::optional<Voice> current(std::stop_token stop);
 
     // Blocks until `text` is spoken. A speech service that fails is logged: the text is lost, the
     // conversation goes on. Throws Cancelled as soon as `stop` is requested, silent.

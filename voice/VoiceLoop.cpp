@@ -123,7 +123,7 @@ bool VoiceLoop::prepareEars() {
 }
 
 void VoiceLoop::announce(std::stop_token stop) {
-    const auto voice = Speaker(services, state).current();
+    const auto voice = Speaker(services, state).current(stop);
     const auto brain = services.makeBrain(std::move(stop));
     log(fmt::format("Tavik ready. Voice: {}. Brain: {}. Say \"Hey Vessa\".",
                     voice ? voice->name : "default",

@@ -51,7 +51,7 @@ void VoicePreviewer::stop() {
 void VoicePreviewer::play(const Voice& voice, int number, std::stop_token stopped) {
     nameThisThread("ai.tavik.sample");
     try {
-        speech.speak(sample, voice);
+        speech.speak(sample, voice, stopped);
         clock.sleepFor(tuning::SPEECH_START, stopped);
         while (speech.isSpeaking())
             clock.sleepFor(tuning::SPEECH_POLL, stopped);

@@ -46,7 +46,8 @@ void Announcer::speakNow(const std::string& text, std::stop_token stop) {
         ~Silence() { speech.stopSpeaking(); }
     };
     const Silence atTheEnd{*speech};
-    speech->speak(text, chooseVoice(defaults.string("voiceId").value_or(""), speech->voices()));
+    const auto voice = chooseVoice(defaults.string("voiceId").value_or(""), speech->voices(stop));
+    speech->speak(text, voice, stop);
     while (speech->isSpeaking() && isEnabled())
         clock.sleepFor(poll, stop);
 }

@@ -53,8 +53,8 @@ public:
 };
 
 // The desktop's sound server. Every call connects anew when the connection was lost, waits at most
-// two seconds for the server, never starts one, and throws AudioError when there is none. Safe from
-// any thread, but not from a tap or a change handler.
+// two seconds for the server, never starts one, and throws AudioError when there is none and
+// Cancelled when it is stopped. Safe from any thread, but not from a tap or a change handler.
 class AudioServer {
 public:
     // Interleaved frames as captured, on the server's own thread, which the tap must not hold up: a
@@ -67,26 +67,25 @@ public:
     virtual ~AudioServer() = default;
 
     // Microphones and line inputs; a monitor of an output is no input.
-    virtual std::vector<AudioDevice> inputs() = 0;
-    virtual std::optional<AudioDevice> defaultInput() = 0;
-    virtual std::optional<AudioDevice> defaultOutput() = 0;
+    virtual std::vector<AudioDevice> inputs(std::stop_token stop) = 0;
+    virtual std::optional<AudioDevice> defaultInput(std::stop_token stop) = 0;
+    virtual std::optional<AudioDevice> defaultOutput(std::stop_token stop) = 0;
 
     // Makes `device` the default input and reads it back until the server agrees, for at most two
-    // seconds. False when the server refused or never agreed. Throws Cancelled.
+    // seconds. False when the server refused or never agreed.
     virtual bool setDefaultInputConfirmed(const AudioDevice& device, std::stop_token stop) = 0;
 
     // Starts recording `device` with low latency (first samples within some 20 ms).
     virtual std::unique_ptr<AudioCapture> openCapture(const AudioDevice& device, Tap tap,
-                                                      Ended ended) = 0;
+                                                      Ended ended, std::stop_token stop) = 0;
 
     // Plays `sound` on the default output at `volume`, a linear factor, and returns as soon as it
     // begins, which takes a few milliseconds: the server keeps every sound after its first time.
-    // Throws Cancelled, too.
     virtual void playSound(const ShortSound& sound, double volume, std::stop_token stop) = 0;
 
     // `changed` is called, on the server's thread, whenever the default input, the default output
     // or the list of devices changes, and when the connection is lost. An empty function ends it.
-    virtual void watchRoutes(std::function<void()> changed) = 0;
+    virtual void watchRoutes(std::function<void()> changed, std::stop_token stop) = 0;
 };
 
 // The sound server of the session, found as every client finds it (PULSE_SERVER). Connects at the

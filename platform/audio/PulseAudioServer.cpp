@@ -68,21 +68,21 @@ void noteSuccess(pa_context*, int success, void* data) {
 }
 
 // The lock is held by the caller of all four.
-std::vector<AudioDevice> inputsOf(PulseConnection& connection) {
+std::vector<AudioDevice> inputsOf(PulseConnection& connection, const std::stop_token& stop) {
     Collection<AudioDevice> inputs{connection, {}};
     connection.complete(
-        pa_context_get_source_info_list(connection.context(), collectInput, &inputs));
+        pa_context_get_source_info_list(connection.context(), collectInput, &inputs), stop);
     return inputs.values;
 }
 
-std::vector<AudioDevice> outputsOf(PulseConnection& connection) {
+std::vector<AudioDevice> outputsOf(PulseConnection& connection, const std::stop_token& stop) {
     Collection<AudioDevice> outputs{connection, {}};
     connection.complete(
-        pa_context_get_sink_info_list(connection.context(), collectOutput, &outputs));
+        pa_context_get_sink_info_list(connection.context(), collectOutput, &outputs), stop);
     return outputs.values;
 }
 
-Defaults defaultsOf(PulseConnection& connection, const std::stop_token& stop = {}) {
+Defaults defaultsOf(PulseConnection& connection, const std::stop_token& stop) {
     Collection<Defaults> defaults{connection, {}};
     connection.complete(
         pa_context_get_server_info(connection.context(), collectDefaults, &defaults), stop);
@@ -113,7 +113,7 @@ std::unique_ptr<AudioServer> makePulseAudioServer() {
 }
 
 PulseAudioServer::~PulseAudioServer() {
-    watchRoutes({});
+    watchRoutes({}, {});
     if (!connection)
         return;
     // A capture may keep the connection alive for longer.
@@ -163,22 +163,29 @@ void PulseAudioServer::tellOfChange() {
         routeChanged();
 }
 
-std::vector<AudioDevice> PulseAudioServer::inputs() {
-    const auto server = connected();
+// What `ask` gets of the server, whose lock it holds meanwhile.
+template<typename Ask>
+auto PulseAudioServer::withServer(const std::stop_token& stop, Ask ask) {
+    const auto server = connected(stop);
+    const std::stop_callback wake(stop, [&server] { server->wake(); });
     const PulseConnection::Lock lock(*server);
-    return inputsOf(*server);
+    return ask(*server);
 }
 
-std::optional<AudioDevice> PulseAudioServer::defaultInput() {
-    const auto server = connected();
-    const PulseConnection::Lock lock(*server);
-    return withIdentifier(inputsOf(*server), defaultsOf(*server).source);
+std::vector<AudioDevice> PulseAudioServer::inputs(std::stop_token stop) {
+    return withServer(stop, [&](PulseConnection& server) { return inputsOf(server, stop); });
 }
 
-std::optional<AudioDevice> PulseAudioServer::defaultOutput() {
-    const auto server = connected();
-    const PulseConnection::Lock lock(*server);
-    return withIdentifier(outputsOf(*server), defaultsOf(*server).sink);
+std::optional<AudioDevice> PulseAudioServer::defaultInput(std::stop_token stop) {
+    return withServer(stop, [&](PulseConnection& server) {
+        return withIdentifier(inputsOf(server, stop), defaultsOf(server, stop).source);
+    });
+}
+
+std::optional<AudioDevice> PulseAudioServer::defaultOutput(std::stop_token stop) {
+    return withServer(stop, [&](PulseConnection& server) {
+        return withIdentifier(outputsOf(server, stop), defaultsOf(server, stop).sink);
+    });
 }
 
 bool PulseAudioServer::setDefaultInputConfirmed(const AudioDevice& device, std::stop_token stop) {
@@ -202,8 +209,9 @@ bool PulseAudioServer::setDefaultInputConfirmed(const AudioDevice& device, std::
 }
 
 std::unique_ptr<AudioCapture> PulseAudioServer::openCapture(const AudioDevice& device, Tap tap,
-                                                            Ended ended) {
-    return std::make_unique<PulseCapture>(connected(), device, std::move(tap), std::move(ended));
+                                                            Ended ended, std::stop_token stop) {
+    return std::make_unique<PulseCapture>(connected(stop), device, std::move(tap), std::move(ended),
+                                          stop);
 }
 
 void PulseAudioServer::playSound(const ShortSound& sound, double volume, std::stop_token stop) {
@@ -226,9 +234,9 @@ void PulseAudioServer::playSound(const ShortSound& sound, double volume, std::st
         keptSounds.insert(sound.name);
 }
 
-void PulseAudioServer::watchRoutes(std::function<void()> changed) {
+void PulseAudioServer::watchRoutes(std::function<void()> changed, std::stop_token stop) {
     if (changed)
-        connected();
+        connected(stop);
     const std::lock_guard guard(watching);
     routeChanged = std::move(changed);
 }

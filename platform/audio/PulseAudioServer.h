@@ -16,18 +16,20 @@ class PulseAudioServer : public AudioServer {
 public:
     ~PulseAudioServer() override;
 
-    std::vector<AudioDevice> inputs() override;
-    std::optional<AudioDevice> defaultInput() override;
-    std::optional<AudioDevice> defaultOutput() override;
+    std::vector<AudioDevice> inputs(std::stop_token stop) override;
+    std::optional<AudioDevice> defaultInput(std::stop_token stop) override;
+    std::optional<AudioDevice> defaultOutput(std::stop_token stop) override;
     bool setDefaultInputConfirmed(const AudioDevice& device, std::stop_token stop) override;
-    std::unique_ptr<AudioCapture> openCapture(const AudioDevice& device, Tap tap,
-                                              Ended ended) override;
+    std::unique_ptr<AudioCapture> openCapture(const AudioDevice& device, Tap tap, Ended ended,
+                                              std::stop_token stop) override;
     void playSound(const ShortSound& sound, double volume, std::stop_token stop) override;
-    void watchRoutes(std::function<void()> changed) override;
+    void watchRoutes(std::function<void()> changed, std::stop_token stop) override;
 
 private:
     // The living connection, or a new one. Throws AudioError and Cancelled.
-    std::shared_ptr<PulseConnection> connected(const std::stop_token& stop = {});
+    std::shared_ptr<PulseConnection> connected(const std::stop_token& stop);
+    template<typename Ask>
+    auto withServer(const std::stop_token& stop, Ask ask);
     void subscribe(PulseConnection& connection, const std::stop_token& stop);
     void tellOfChange();
 

@@ -1,6 +1,7 @@
 #include "platform/audio/PulseCapture.h"
 
 #include "platform/audio/PulseConnection.h"
+#include "platform/concurrency/Cancelled.h"
 
 #include <algorithm>
 #include <utility>
@@ -38,22 +39,24 @@ std::vector<float> silentFragment(const pa_sample_spec& spec) {
 } // namespace
 
 PulseCapture::PulseCapture(std::shared_ptr<PulseConnection> pulse, const AudioDevice& device,
-                           AudioServer::Tap onFrames, AudioServer::Ended onEnded)
+                           AudioServer::Tap onFrames, AudioServer::Ended onEnded,
+                           const std::stop_token& stop)
     : connection(std::move(pulse))
     , captured(device.format)
     , tap(std::move(onFrames))
     , ended(std::move(onEnded))
     , silence(silentFragment(sampleSpecOf(captured))) {
+    const std::stop_callback wake(stop, [this] { connection->wake(); });
     const PulseConnection::Lock lock(*connection);
     try {
-        open(device);
+        open(device, stop);
     } catch (...) {
         release();
         throw;
     }
 }
 
-void PulseCapture::open(const AudioDevice& device) {
+void PulseCapture::open(const AudioDevice& device, const std::stop_token& stop) {
     const pa_sample_spec spec = sampleSpecOf(captured);
     // There is a usual arrangement for a few channel counts only.
     pa_channel_map map;
@@ -73,7 +76,10 @@ void PulseCapture::open(const AudioDevice& device) {
                                        PA_STREAM_NO_REMAP_CHANNELS | PA_STREAM_NO_REMIX_CHANNELS);
     if (pa_stream_connect_record(stream, device.identifier.c_str(), &buffer, flags) < 0)
         throw AudioError(refusal());
-    if (!connection->waitFor([this] { return pa_stream_get_state(stream) != PA_STREAM_CREATING; }))
+    const bool isDecided = connection->waitFor(
+        [this] { return pa_stream_get_state(stream) != PA_STREAM_CREATING; }, stop);
+    throwIfStopped(stop);
+    if (!isDecided)
         throw AudioError("the sound server does not answer");
     if (pa_stream_get_state(stream) != PA_STREAM_READY)
         throw AudioError(refusal());

@@ -12,10 +12,10 @@ class PulseConnection;
 // A recording stream. Keeps its connection alive.
 class PulseCapture : public AudioCapture {
 public:
-    // Starts recording. Throws AudioError when the server refuses or does not answer. Not to be
-    // called on the server thread, nor with the lock held.
+    // Starts recording. Throws AudioError when the server refuses or does not answer, and
+    // Cancelled. Not to be called on the server thread, nor with the lock held.
     PulseCapture(std::shared_ptr<PulseConnection> connection, const AudioDevice& device,
-                 AudioServer::Tap tap, AudioServer::Ended ended);
+                 AudioServer::Tap tap, AudioServer::Ended ended, const std::stop_token& stop);
     ~PulseCapture() override;
     PulseCapture(const PulseCapture&) = delete;
     PulseCapture& operator=(const PulseCapture&) = delete;
@@ -27,7 +27,7 @@ private:
     static void onSuspended(pa_stream* stream, void* self);
     static void onSamples(pa_stream* stream, std::size_t bytes, void* self);
 
-    void open(const AudioDevice& device);
+    void open(const AudioDevice& device, const std::stop_token& stop);
     void release();
     void end(const std::string& why);
     std::string reason() const;

@@ -34,32 +34,35 @@ SpeechDispatcher::~SpeechDispatcher() {
     silence();
 }
 
-void SpeechDispatcher::connect() {
+void SpeechDispatcher::connect(const std::stop_token& stop) {
     connection.reset();
     chosenVoice.clear();
     lastEnded.clear();
-    auto opened = std::make_unique<SsipConnection>([this](int code, const std::string& number) {
-        if (code == eventEnd || code == eventCancelled)
-            finish(number);
-    });
-    opened->request("SET SELF CLIENT_NAME user:tavik:answers\r\n");
-    opened->request("SET SELF NOTIFICATION ALL ON\r\n");
-    opened->request("SET SELF SSML_MODE OFF\r\n");
+    auto opened = std::make_unique<SsipConnection>(
+        [this](int code, const std::string& number) {
+            if (code == eventEnd || code == eventCancelled)
+                finish(number);
+        },
+        stop);
+    opened->request("SET SELF CLIENT_NAME user:tavik:answers\r\n", stop);
+    opened->request("SET SELF NOTIFICATION ALL ON\r\n", stop);
+    opened->request("SET SELF SSML_MODE OFF\r\n", stop);
     // Answers are what the user waits for: they cut off what other programs read aloud, and are not
     // cut off by it.
-    opened->request("SET SELF PRIORITY MESSAGE\r\n");
+    opened->request("SET SELF PRIORITY MESSAGE\r\n", stop);
     connection = std::move(opened);
 }
 
-void SpeechDispatcher::speak(const std::string& text, const std::optional<Voice>& voice) {
+void SpeechDispatcher::speak(const std::string& text, const std::optional<Voice>& voice,
+                             std::stop_token stop) {
     const std::lock_guard lock(mutex);
     stopIsDue = false;
     silence();
     if (trimmed(text).empty())
         return;
     try {
-        start(text, voice);
-    } catch (const SpeechError&) {
+        start(text, voice, stop);
+    } catch (const std::exception&) { // a reply to what was asked may still come
         connection.reset();
         utterance.clear();
         throw;
@@ -68,12 +71,13 @@ void SpeechDispatcher::speak(const std::string& text, const std::optional<Voice>
         silence();
 }
 
-void SpeechDispatcher::start(const std::string& text, const std::optional<Voice>& voice) {
+void SpeechDispatcher::start(const std::string& text, const std::optional<Voice>& voice,
+                             const std::stop_token& stop) {
     if (!connection || !connection->poll())
-        connect();
-    choose(voice);
-    connection->request("SPEAK\r\n");
-    const auto reply = connection->request(ssipText(text));
+        connect(stop);
+    choose(voice, stop);
+    connection->request("SPEAK\r\n", stop);
+    const auto reply = connection->request(ssipText(text), stop);
     const std::string& number = reply.lines.front();
     // The service drops what has nothing to be spoken, and a short text may be over by now.
     if (reply.code != messageQueued || number == lastEnded)
@@ -83,17 +87,17 @@ void SpeechDispatcher::start(const std::string& text, const std::optional<Voice>
     utteranceDeadline = clock.now() + utteranceBase + utterancePerCharacter * length;
 }
 
-void SpeechDispatcher::choose(const std::optional<Voice>& voice) {
+void SpeechDispatcher::choose(const std::optional<Voice>& voice, const std::stop_token& stop) {
     if ((voice ? voice->identifier : "") == chosenVoice)
         return;
     // There is no command to go back to the default.
     if (!chosenVoice.empty())
-        connect();
+        connect(stop);
     if (!voice)
         return;
-    connection->request(fmt::format("SET SELF OUTPUT_MODULE {}\r\n", moduleOf(*voice)));
-    connection->request(fmt::format("SET SELF LANGUAGE {}\r\n", voice->language));
-    connection->request(fmt::format("SET SELF SYNTHESIS_VOICE {}\r\n", voice->name));
+    connection->request(fmt::format("SET SELF OUTPUT_MODULE {}\r\n", moduleOf(*voice)), stop);
+    connection->request(fmt::format("SET SELF LANGUAGE {}\r\n", voice->language), stop);
+    connection->request(fmt::format("SET SELF SYNTHESIS_VOICE {}\r\n", voice->name), stop);
     chosenVoice = voice->identifier;
 }
 

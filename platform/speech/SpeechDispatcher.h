@@ -20,15 +20,17 @@ public:
     // Silence.
     ~SpeechDispatcher() override;
 
-    void speak(const std::string& text, const std::optional<Voice>& voice) override;
+    void speak(const std::string& text, const std::optional<Voice>& voice,
+               std::stop_token stop) override;
     bool isSpeaking() override;
     void stopSpeaking() override;
-    std::vector<Voice> voices() override { return installed.list(); }
+    std::vector<Voice> voices(std::stop_token stop) override { return installed.list(stop); }
 
 private:
-    void connect();
-    void start(const std::string& text, const std::optional<Voice>& voice);
-    void choose(const std::optional<Voice>& voice);
+    void connect(const std::stop_token& stop);
+    void start(const std::string& text, const std::optional<Voice>& voice,
+               const std::stop_token& stop);
+    void choose(const std::optional<Voice>& voice, const std::stop_token& stop);
     void finish(const std::string& number);
     void silence();
 

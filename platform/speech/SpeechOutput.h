@@ -3,6 +3,7 @@
 #include <memory>
 #include <optional>
 #include <stdexcept>
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -25,14 +26,17 @@ public:
 };
 
 // Speaks texts aloud, one at a time. Safe from any thread. Every call gives up on a service that
-// gives no sign of life for two seconds, and reconnects to one that was restarted.
+// gives no sign of life for two seconds, or when it is stopped, with Cancelled within 50 ms; and it
+// reconnects to one that was restarted.
 class SpeechOutput {
 public:
     virtual ~SpeechOutput() = default;
 
     // Hands over `text` and returns once the service has taken it; a text that is still being
-    // spoken is stopped first. Without a voice the service's default speaks. Throws SpeechError.
-    virtual void speak(const std::string& text, const std::optional<Voice>& voice) = 0;
+    // spoken is stopped first. Without a voice the service's default speaks. Throws SpeechError and
+    // Cancelled.
+    virtual void speak(const std::string& text, const std::optional<Voice>& voice,
+                       std::stop_token stop) = 0;
 
     // From `speak` until the end of the text, a stop, or the loss of the service. An utterance that
     // the service never reports as ended ends at a deadline that suits its length: ten seconds and
@@ -45,8 +49,8 @@ public:
 
     // Every installed voice, without variants, as the service listed them when it was first asked
     // since its start. While it makes that list, for a quarter of a second or more, the service is
-    // deaf, to a stop as well: ask before you speak. Throws SpeechError.
-    virtual std::vector<Voice> voices() = 0;
+    // deaf, to a stop as well: ask before you speak. Throws SpeechError and Cancelled.
+    virtual std::vector<Voice> voices(std::stop_token stop) = 0;
 };
 
 // The desktop's speech-dispatcher, found as every client finds it (SPEECHD_ADDRESS, else the user's

@@ -1,5 +1,10 @@
 #include "platform/speech/SpeechServiceStart.h"
 
+#include "platform/concurrency/Cancelled.h"
+#include "platform/concurrency/StopSignal.h"
+#include "platform/files/FileDescriptor.h"
+
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
@@ -42,18 +47,20 @@ public:
 };
 
 // The starter ends as soon as the service listens.
-void awaitEnd(pid_t starter) {
-    pollfd ended{static_cast<int>(syscall(SYS_pidfd_open, starter, 0)), POLLIN, 0};
-    if (ended.fd < 0 || TEMP_FAILURE_RETRY(poll(&ended, 1, patience)) <= 0)
+void awaitEnd(pid_t starter, const std::stop_token& stop) {
+    const FileDescriptor ended(static_cast<int>(syscall(SYS_pidfd_open, starter, 0)));
+    const StopSignal stopped(stop);
+    std::array<pollfd, 2> polled{{{ended.get(), POLLIN, 0}, {stopped.descriptor(), POLLIN, 0}}};
+    if (!ended || TEMP_FAILURE_RETRY(poll(polled.data(), polled.size(), patience)) <= 0 ||
+        polled[0].revents == 0)
         kill(starter, SIGKILL);
-    if (ended.fd >= 0)
-        close(ended.fd);
     waitpid(starter, nullptr, 0);
+    throwIfStopped(stop);
 }
 
 } // namespace
 
-void startSpeechService() {
+void startSpeechService(const std::stop_token& stop) {
     std::string program = "speech-dispatcher";
     std::string option = "--spawn";
     char* const arguments[] = {program.data(), option.data(), nullptr};
@@ -61,7 +68,7 @@ void startSpeechService() {
     pid_t starter = 0;
     if (posix_spawnp(&starter, program.c_str(), &surroundings.streams, &surroundings.attributes,
                      arguments, environ) == 0)
-        awaitEnd(starter);
+        awaitEnd(starter, stop);
 }
 
 } // namespace tavik

@@ -32,27 +32,28 @@ VoiceQuality qualityOf(const std::string& module) {
 }
 
 // The lines of a list without the last one, which says that the list was sent.
-std::vector<std::string> listed(SsipConnection& connection, const std::string& command) {
-    auto lines = connection.request(command).lines;
+std::vector<std::string> listed(SsipConnection& connection, const std::string& command,
+                                const std::stop_token& stop) {
+    auto lines = connection.request(command, stop).lines;
     lines.pop_back();
     return lines;
 }
 
 void appendVoices(SsipConnection& connection, const std::string& module,
-                  std::vector<Voice>& voices) {
-    connection.request(fmt::format("SET SELF OUTPUT_MODULE {}\r\n", module));
-    for (const std::string& row : listed(connection, "LIST SYNTHESIS_VOICES\r\n"))
+                  const std::stop_token& stop, std::vector<Voice>& voices) {
+    connection.request(fmt::format("SET SELF OUTPUT_MODULE {}\r\n", module), stop);
+    for (const std::string& row : listed(connection, "LIST SYNTHESIS_VOICES\r\n", stop))
         if (auto voice = voiceOf(row, module))
             voices.push_back(std::move(*voice));
 }
 
-std::vector<Voice> readVoices(SsipConnection& connection) {
+std::vector<Voice> readVoices(SsipConnection& connection, const std::stop_token& stop) {
     std::vector<Voice> voices;
-    for (const std::string& module : listed(connection, "LIST OUTPUT_MODULES\r\n")) {
+    for (const std::string& module : listed(connection, "LIST OUTPUT_MODULES\r\n", stop)) {
         if (module == dummyModule)
             continue;
         try {
-            appendVoices(connection, module, voices);
+            appendVoices(connection, module, stop, voices);
         } catch (const SpeechRefusal&) {
             // One broken synthesiser does not hide the others.
         }
@@ -65,14 +66,14 @@ std::vector<Voice> readVoices(SsipConnection& connection) {
 SpeechVoices::SpeechVoices() = default;
 SpeechVoices::~SpeechVoices() = default;
 
-std::vector<Voice> SpeechVoices::list() {
+std::vector<Voice> SpeechVoices::list(const std::stop_token& stop) {
     const std::lock_guard lock(mutex);
     if (connection && connection->poll())
         return voices;
     connection.reset();
-    auto opened = std::make_unique<SsipConnection>([](int, const std::string&) {});
-    opened->request("SET SELF CLIENT_NAME user:tavik:voices\r\n");
-    voices = readVoices(*opened);
+    auto opened = std::make_unique<SsipConnection>([](int, const std::string&) {}, stop);
+    opened->request("SET SELF CLIENT_NAME user:tavik:voices\r\n", stop);
+    voices = readVoices(*opened, stop);
     connection = std::move(opened);
     return voices;
 }

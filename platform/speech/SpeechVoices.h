@@ -19,8 +19,8 @@ public:
     SpeechVoices();
     ~SpeechVoices();
 
-    // Asks once for each run of the service. Throws SpeechError.
-    std::vector<Voice> list();
+    // Asks once for each run of the service. Throws SpeechError and Cancelled.
+    std::vector<Voice> list(const std::stop_token& stop);
 
 private:
     std::mutex mutex;

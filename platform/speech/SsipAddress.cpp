@@ -65,20 +65,20 @@ std::string usualPath() {
     return folder + "/speech-dispatcher/speechd.sock";
 }
 
-int connectToUsersService() {
+int connectToUsersService(const std::stop_token& stop) {
     const std::string path = usualPath();
     const int descriptor = connectToUnixSocket(path);
     if (descriptor >= 0)
         return descriptor;
-    startSpeechService();
+    startSpeechService(stop);
     return connectToUnixSocket(path);
 }
 
-int connectToAddress(const std::string& address) {
+int connectToAddress(const std::string& address, const std::stop_token& stop) {
     const std::string unixPrefix = "unix_socket:";
     const std::string inetPrefix = "inet_socket:";
     if (address.empty() || address == "unix_socket")
-        return connectToUsersService();
+        return connectToUsersService(stop);
     if (address == "inet_socket")
         return connectToLoopback("localhost");
     if (address.starts_with(unixPrefix))
@@ -90,8 +90,8 @@ int connectToAddress(const std::string& address) {
 
 } // namespace
 
-int connectToSpeechService() {
-    const int descriptor = connectToAddress(environmentValue("SPEECHD_ADDRESS"));
+int connectToSpeechService(const std::stop_token& stop) {
+    const int descriptor = connectToAddress(environmentValue("SPEECHD_ADDRESS"), stop);
     if (descriptor < 0)
         throw SpeechError("no speech service answers");
     return descriptor;

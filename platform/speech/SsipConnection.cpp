@@ -1,5 +1,7 @@
 #include "platform/speech/SsipConnection.h"
 
+#include "platform/concurrency/Cancelled.h"
+#include "platform/concurrency/StopSignal.h"
 #include "platform/speech/SsipAddress.h"
 
 #include <algorithm>
@@ -46,22 +48,23 @@ std::optional<int> codeOf(const std::string& line) {
 
 } // namespace
 
-SsipConnection::SsipConnection(EventHandler onEvent)
+SsipConnection::SsipConnection(EventHandler onEvent, const std::stop_token& stop)
     : handleEvent(std::move(onEvent))
-    , descriptor(connectToSpeechService()) {}
+    , descriptor(connectToSpeechService(stop)) {}
 
 SsipConnection::~SsipConnection() {
     close(descriptor);
 }
 
-SsipConnection::Reply SsipConnection::request(std::string_view text) {
+SsipConnection::Reply SsipConnection::request(std::string_view text, const std::stop_token& stop) {
+    const StopSignal stopped(stop);
     const auto start = steady_clock::now();
     const auto end = start + patienceInAll;
-    send(text, start + patience);
+    send(text, start + patience, &stopped);
     // The replies to earlier notifications come first, and are passed over.
     auto deadline = start + patience;
     while (replies.empty()) {
-        if (isLost || steady_clock::now() > end || !waitFor(POLLIN, deadline))
+        if (isLost || steady_clock::now() > end || !waitFor(POLLIN, deadline, &stopped))
             throw SpeechError(noAnswer);
         if (receive())
             deadline = std::min(steady_clock::now() + patience, end);
@@ -92,12 +95,12 @@ bool SsipConnection::poll() {
     return !isLost;
 }
 
-void SsipConnection::send(std::string_view bytes, Deadline deadline) {
+void SsipConnection::send(std::string_view bytes, Deadline deadline, const StopSignal* stopped) {
     while (!bytes.empty()) {
         const ssize_t sent = ::send(descriptor, bytes.data(), bytes.size(), MSG_NOSIGNAL);
         if (sent >= 0) {
             bytes.remove_prefix(static_cast<std::size_t>(sent));
-        } else if (errno != EINTR && (errno != EAGAIN || !waitFor(POLLOUT, deadline))) {
+        } else if (errno != EINTR && (errno != EAGAIN || !waitFor(POLLOUT, deadline, stopped))) {
             // A line that went out in part cannot be taken back.
             isLost = true;
             throw SpeechError(noAnswer);
@@ -105,12 +108,19 @@ void SsipConnection::send(std::string_view bytes, Deadline deadline) {
     }
 }
 
-bool SsipConnection::waitFor(short events, Deadline deadline) const {
+bool SsipConnection::waitFor(short events, Deadline deadline, const StopSignal* stopped) {
     while (true) {
         const auto left =
             std::chrono::ceil<std::chrono::milliseconds>(deadline - steady_clock::now());
-        pollfd polled{descriptor, events, 0};
-        const int count = ::poll(&polled, 1, std::max(0, static_cast<int>(left.count())));
+        // A descriptor of -1 is passed over.
+        std::array<pollfd, 2> polled{
+            {{descriptor, events, 0}, {stopped ? stopped->descriptor() : -1, POLLIN, 0}}};
+        const int count =
+            ::poll(polled.data(), polled.size(), std::max(0, static_cast<int>(left.count())));
+        if (polled[1].revents != 0 && count > 0) {
+            isLost = true; // what was asked for may still come
+            throw Cancelled();
+        }
         if (count >= 0 || errno != EINTR)
             return count > 0;
     }

@@ -4,11 +4,14 @@
 
 #include <chrono>
 #include <functional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace tavik {
+
+class StopSignal;
 
 // The service answered, and the answer is an error.
 class SpeechRefusal : public SpeechError {
@@ -30,17 +33,17 @@ public:
     // The code and the number of the utterance.
     using EventHandler = std::function<void(int code, const std::string& utterance)>;
 
-    // Connects. Throws SpeechError.
-    explicit SsipConnection(EventHandler onEvent);
+    // Connects. Throws SpeechError and Cancelled.
+    SsipConnection(EventHandler onEvent, const std::stop_token& stop);
     ~SsipConnection();
     SsipConnection(const SsipConnection&) = delete;
     SsipConnection& operator=(const SsipConnection&) = delete;
 
     // Sends a line, or a text's lines, and waits for the reply: until two seconds have passed
     // without a sign of life, and never longer than four. Throws SpeechRefusal when the reply is an
-    // error (code 300 and above), SpeechError when there is none; then the connection is of no more
-    // use.
-    Reply request(std::string_view text);
+    // error (code 300 and above), SpeechError when there is none, and Cancelled within 50 ms of a
+    // stop request; after both of the latter the connection is of no more use.
+    Reply request(std::string_view text, const std::stop_token& stop);
 
     // Sends a line without waiting for its reply, which is passed over when it comes. False when
     // the connection is lost or clogged.
@@ -53,8 +56,8 @@ public:
 private:
     using Deadline = std::chrono::steady_clock::time_point;
 
-    void send(std::string_view bytes, Deadline deadline);
-    bool waitFor(short events, Deadline deadline) const;
+    void send(std::string_view bytes, Deadline deadline, const StopSignal* stopped = nullptr);
+    bool waitFor(short events, Deadline deadline, const StopSignal* stopped = nullptr);
     bool receive();
     void takeLines();
     void takeLine(const std::string& line);

@@ -24,10 +24,10 @@ namespace {
 
 class SilentSpeech : public SpeechOutput {
 public:
-    void speak(const std::string&, const std::optional<Voice>&) override {}
+    void speak(const std::string&, const std::optional<Voice>&, std::stop_token) override {}
     bool isSpeaking() override { return false; }
     void stopSpeaking() override {}
-    std::vector<Voice> voices() override { return {}; }
+    std::vector<Voice> voices(std::stop_token) override { return {}; }
 };
 
 // A loop that never gets further than its microphone, or than its recogniser.

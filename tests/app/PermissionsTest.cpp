@@ -22,7 +22,7 @@ struct Desktop {
     std::vector<std::string> opened;
 
     Permissions permissions() {
-        const auto granted = [this] { return grants; };
+        const auto granted = [this](const auto&...) { return grants; };
         return Permissions({.microphoneStore = [this] { return store; },
                             .hasInput = granted,
                             .hasSpeechModels = granted,
@@ -47,14 +47,15 @@ TEST(Permissions, AreDeniedOnlyWhereTheDesktopSaysSo) {
     for (const bool grants : {false, true})
         for (const Permission permission : allPermissions) {
             desktop.grants = grants;
-            EXPECT_EQ(permissions.state(permission), grants ? State::granted : State::notDetermined)
+            EXPECT_EQ(permissions.state(permission, {}),
+                      grants ? State::granted : State::notDetermined)
                 << textOf(permission).id;
         }
     desktop.store = State::denied;
-    EXPECT_EQ(permissions.state(Permission::microphone), State::denied);
+    EXPECT_EQ(permissions.state(Permission::microphone, {}), State::denied);
     desktop.store = State::granted;
     desktop.grants = false;
-    EXPECT_EQ(permissions.state(Permission::microphone), State::notDetermined)
+    EXPECT_EQ(permissions.state(Permission::microphone, {}), State::notDetermined)
         << "a right without a microphone";
 }
 
@@ -62,9 +63,9 @@ TEST(Permissions, AreAskedForWhereTheDesktopHasThem) {
     Desktop desktop;
     const Permissions permissions = desktop.permissions();
     for (const Permission permission : {Permission::accessibility, Permission::microphone})
-        permissions.request(permission);
+        permissions.request(permission, {});
     desktop.grants = true;
-    permissions.request(Permission::microphone);
+    permissions.request(Permission::microphone, {});
     EXPECT_THAT(desktop.opened, ElementsAre("switch", "microphone"));
 }
 

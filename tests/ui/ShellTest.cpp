@@ -83,6 +83,21 @@ TEST_F(ShellTest, EveryControlHasANameAndIsReachedByKeyboard) {
     }
 }
 
+TEST_F(ShellTest, WhatWasGrantedIsAppliedByARelaunch) {
+    world.permissionStates[Permission::accessibility] = PermissionState::notDetermined;
+    OnboardingWindow onboarding(services);
+    onboarding.show();
+    onboarding.goTo(1);
+    ASSERT_TRUE(until([&] { return shows(onboarding, "Not yet"); }));
+    press(onboarding, "Allow Accessibility");
+    ASSERT_TRUE(until([&] { return !shows(onboarding, "Not yet"); }));
+    press(onboarding, "Relaunch Tavik"); // which fails here
+    const char* sentence =
+        "Tavik couldn't relaunch. Quit and reopen it to apply the new permissions.";
+    EXPECT_TRUE(shows(onboarding, sentence));
+    EXPECT_TRUE(until([&] { return world.state->notice() == sentence; }));
+}
+
 TEST_F(ShellTest, TheMenuOffersWhatTheMomentAllows) {
     Desktop desktop(services);
     QMenu& menu = desktop.tray().contextMenu();

@@ -4,6 +4,7 @@
 #include "brains/Brain.h"
 #include "memory/MemoryDatabase.h"
 #include "memory/Summarizer.h"
+#include "platform/concurrency/MainQueue.h"
 #include "platform/inference/AudioClassifier.h"
 #include "voice/VoiceTuning.h"
 
@@ -76,7 +77,7 @@ void playSound(FakeAudioServer& audio, const std::atomic<float>& amplitude, std:
 
 } // namespace
 
-void TimedSpeech::speak(const std::string& text, const std::optional<Voice>&) {
+void TimedSpeech::speak(const std::string& text, const std::optional<Voice>&, std::stop_token) {
     if (isMissing)
         throw SpeechError("no speech service");
     const std::lock_guard lock(mutex);
@@ -94,7 +95,7 @@ void TimedSpeech::stopSpeaking() {
     until = {};
 }
 
-std::vector<Voice> TimedSpeech::voices() {
+std::vector<Voice> TimedSpeech::voices(std::stop_token) {
     if (isMissing)
         throw SpeechError("no speech service");
     return installed;
@@ -122,6 +123,8 @@ UiWorld::UiWorld()
 
 UiWorld::~UiWorld() {
     mayAnswer = true;
+    state.reset();
+    MainQueue::shared().drain(); // what nobody waits for any more may hold a recording
 }
 
 VoiceServices UiWorld::voiceServices() {
@@ -145,7 +148,7 @@ VoiceServices UiWorld::voiceServices() {
 
 Permissions::Probes UiWorld::probes() {
     const auto has = [this](Permission permission) {
-        return [this, permission] {
+        return [this, permission](const auto&...) {
             const auto found = permissionStates.find(permission);
             return found == permissionStates.end() || found->second == PermissionState::granted;
         };
@@ -154,7 +157,7 @@ Permissions::Probes UiWorld::probes() {
                 [this] {
                     const auto found = permissionStates.find(Permission::microphone);
                     return found == permissionStates.end() ? PermissionState::notDetermined
-                                                           : found->second;
+                                                           : found->second.load();
                 },
             .hasInput = has(Permission::microphone),
             .hasSpeechModels = has(Permission::speech),

@@ -26,10 +26,11 @@ namespace tavik {
 // Speaks in silence, for as long as it is told.
 class TimedSpeech : public SpeechOutput {
 public:
-    void speak(const std::string& text, const std::optional<Voice>& voice) override;
+    void speak(const std::string& text, const std::optional<Voice>& voice,
+               std::stop_token) override;
     bool isSpeaking() override;
     void stopSpeaking() override;
-    std::vector<Voice> voices() override;
+    std::vector<Voice> voices(std::stop_token) override;
 
     std::atomic<bool> isMissing = false;
     std::atomic<int> utteranceTime = 400; // milliseconds
@@ -67,7 +68,8 @@ public:
     FakeSecretStore secrets;
     Keychain keychain{secrets};
     FakeShortcuts::Desktop shortcuts;
-    std::map<Permission, PermissionState> permissionStates; // fixed before the first use
+    // Which there are is fixed before the first use.
+    std::map<Permission, std::atomic<PermissionState>> permissionStates;
     Permissions permissions;
     std::unique_ptr<MemoryStore> memory;
     std::atomic<bool> hasBrain = true;

@@ -60,16 +60,16 @@ public:
         return openCount;
     }
 
-    std::vector<AudioDevice> inputs() override { return answer(devices); }
+    std::vector<AudioDevice> inputs(std::stop_token) override { return answer(devices); }
 
-    std::optional<AudioDevice> defaultInput() override {
+    std::optional<AudioDevice> defaultInput(std::stop_token) override {
         for (const AudioDevice& device : answer(devices))
             if (device.id == defaultID)
                 return device;
         return std::nullopt;
     }
 
-    std::optional<AudioDevice> defaultOutput() override {
+    std::optional<AudioDevice> defaultOutput(std::stop_token) override {
         return answer(AudioDevice{9, "speaker", "Speaker", {16000, 1}});
     }
 
@@ -79,8 +79,8 @@ public:
         return confirmsDefault;
     }
 
-    std::unique_ptr<AudioCapture> openCapture(const AudioDevice& device, Tap tap,
-                                              Ended ended) override {
+    std::unique_ptr<AudioCapture> openCapture(const AudioDevice& device, Tap tap, Ended ended,
+                                              std::stop_token) override {
         answer(0);
         const std::lock_guard lock(mutex);
         return std::make_unique<Capture>(*this, device, std::move(tap), std::move(ended));
@@ -90,7 +90,7 @@ public:
         onSound(sound.name, volume);
     }
 
-    void watchRoutes(std::function<void()> changed) override {
+    void watchRoutes(std::function<void()> changed, std::stop_token) override {
         const std::lock_guard lock(mutex);
         routeChanged = std::move(changed);
     }

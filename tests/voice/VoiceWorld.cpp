@@ -22,7 +22,7 @@ constexpr std::size_t stampLength = 15; // "[HH:MM:SS.mmm] "
 
 } // namespace
 
-void FakeSpeech::speak(const std::string& text, const std::optional<Voice>&) {
+void FakeSpeech::speak(const std::string& text, const std::optional<Voice>&, std::stop_token) {
     if (isMissing)
         throw SpeechError("no speech service answers");
     onSpeak(text);

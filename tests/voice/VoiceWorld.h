@@ -21,10 +21,11 @@ public:
     explicit FakeSpeech(Clock& theClock)
         : clock(theClock) {}
 
-    void speak(const std::string& text, const std::optional<Voice>& voice) override;
+    void speak(const std::string& text, const std::optional<Voice>& voice,
+               std::stop_token) override;
     bool isSpeaking() override;
     void stopSpeaking() override;
-    std::vector<Voice> voices() override {
+    std::vector<Voice> voices(std::stop_token) override {
         return {{"one", "Emma", "en-US", VoiceQuality::compact}};
     }
 

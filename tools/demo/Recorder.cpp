@@ -85,7 +85,8 @@ Recorder::Recorder(AudioServer& server, const AudioDevice& source)
         },
         [state = shared.get()](const std::string& reason) {
             state->state.with([&](Shared::State& so) { so.endReason = reason; });
-        });
+        },
+        {});
 }
 
 Recorder::~Recorder() = default;

@@ -33,7 +33,7 @@ AudioDevice required(std::optional<AudioDevice> device, const char* kind) {
 }
 
 std::string answeringVoice() {
-    for (const Voice& voice : makeSpeechDispatcher()->voices())
+    for (const Voice& voice : makeSpeechDispatcher()->voices({}))
         if (voice.identifier.starts_with(std::string(answeringModule) + "/"))
             return voice.identifier;
     throw std::runtime_error("speech-dispatcher does not speak with flite (on Debian: package "
@@ -70,9 +70,9 @@ void Stage::startServices() {
 void Stage::openRecorders() {
     audio = makePulseAudioServer();
     microphone =
-        std::make_unique<Recorder>(*audio, required(audio->defaultInput(), "default input"));
+        std::make_unique<Recorder>(*audio, required(audio->defaultInput({}), "default input"));
     speaker = std::make_unique<Recorder>(
-        *audio, monitorOf(required(audio->defaultOutput(), "default output")));
+        *audio, monitorOf(required(audio->defaultOutput({}), "default output")));
 }
 
 void Stage::writeSettings(const Options& options) const {

@@ -1,5 +1,7 @@
 #include "ui/onboarding/PermissionsStep.h"
 
+#include "app/AppState.h"
+#include "app/Termination.h"
 #include "ui/Symbols.h"
 #include "ui/widgets/Section.h"
 
@@ -22,14 +24,20 @@ QString text(std::string_view view) {
 } // namespace
 
 PermissionsStep::PermissionsStep(UiServices& uiServices)
-    : services(uiServices) {
+    : services(uiServices)
+    , relaunching(new QPushButton("Relaunch Tavik"))
+    , problem(helpLabel({})) {
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);
     auto* section = new Section;
     for (const Permission permission : allPermissions)
         section->add(makeRow(permission));
     column->addWidget(section);
+    column->addWidget(relaunching, 0, Qt::AlignLeft);
+    column->addWidget(problem);
     column->addStretch(1);
+    relaunching->hide();
+    connect(relaunching, &QPushButton::clicked, this, &PermissionsStep::relaunch);
     refreshing.setInterval(refreshPause);
     connect(&refreshing, &QTimer::timeout, this, &PermissionsStep::refresh);
 }
@@ -69,10 +77,10 @@ void PermissionsStep::hideEvent(QHideEvent*) {
 }
 
 void PermissionsStep::refresh() {
-    const auto look = [this](std::stop_token) {
+    const auto look = [this](const std::stop_token& stop) {
         States states;
         for (std::size_t index = 0; index < states.size(); ++index)
-            states[index] = services.permissions.state(allPermissions[index]);
+            states[index] = services.permissions.state(allPermissions[index], stop);
         return states;
     };
     background.ask(look, [this](const States& states) { show(states); });
@@ -90,16 +98,28 @@ void PermissionsStep::show(const States& states) {
                     : isDenied ? Outcome::bad
                                : Outcome::neutral);
         rows[index].button->setVisible(!isGranted);
+        if (isGranted && shown && (*shown)[index] != PermissionState::granted)
+            relaunching->show();
     }
+    shown = states;
 }
 
 void PermissionsStep::request(Permission permission) {
     requests.ask(
-        [this, permission](std::stop_token) {
-            services.permissions.request(permission);
+        [this, permission](std::stop_token stop) {
+            services.permissions.request(permission, std::move(stop));
             return true;
         },
         [this](bool) { refresh(); });
+}
+
+void PermissionsStep::relaunch() {
+    if (services.permissions.relaunch())
+        return requestQuit();
+    const std::string sentence =
+        "Tavik couldn't relaunch. Quit and reopen it to apply the new permissions.";
+    services.state.notify(sentence);
+    showOutcome(*problem, QString::fromStdString(sentence), Outcome::bad);
 }
 
 } // namespace tavik

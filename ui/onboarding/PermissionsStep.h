@@ -9,6 +9,7 @@
 #include <QTimer>
 #include <QWidget>
 #include <array>
+#include <optional>
 
 namespace tavik {
 
@@ -33,9 +34,13 @@ private:
     void refresh();
     void show(const States& states);
     void request(Permission permission);
+    void relaunch();
 
     UiServices& services;
     std::array<Row, allPermissions.size()> rows;
+    QPushButton* relaunching; // once something was granted that programs look at when they start
+    QLabel* problem;
+    std::optional<States> shown;
     QTimer refreshing;
     Background requests;
     Background background; // last: its jobs use the above

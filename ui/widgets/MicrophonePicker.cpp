@@ -32,10 +32,11 @@ float loudness(std::span<const float> samples) {
 
 // The one of that name, else the default one; null where there is none.
 std::shared_ptr<AudioCapture> record(AudioServer& audio, const std::string& name,
-                                     const std::shared_ptr<std::atomic<float>>& level) {
+                                     const std::shared_ptr<std::atomic<float>>& level,
+                                     std::stop_token stop) {
     try {
-        auto device = audio.defaultInput();
-        for (const AudioDevice& input : audio.inputs())
+        auto device = audio.defaultInput(stop);
+        for (const AudioDevice& input : audio.inputs(stop))
             if (input.name == name)
                 device = input;
         if (!device)
@@ -45,7 +46,7 @@ std::shared_ptr<AudioCapture> record(AudioServer& audio, const std::string& name
             [level](std::span<const float> samples, const AudioFormat&) {
                 *level = loudness(samples);
             },
-            [level](const std::string&) { *level = 0; });
+            [level](const std::string&) { *level = 0; }, std::move(stop));
     } catch (const AudioError&) {
         return nullptr;
     }
@@ -91,10 +92,10 @@ float MicrophonePicker::level() const {
 }
 
 void MicrophonePicker::refresh() {
-    const auto list = [this](std::stop_token) {
+    const auto list = [this](std::stop_token stop) {
         Listing listing;
         try {
-            for (const AudioDevice& input : services.audio.inputs())
+            for (const AudioDevice& input : services.audio.inputs(stop))
                 listing.names.append(qt(input.name));
         } catch (const AudioError&) {
             listing.isServerThere = false;
@@ -144,8 +145,8 @@ void MicrophonePicker::listenIn() {
     if (phase != TavikPhase::Kind::off && phase != TavikPhase::Kind::error)
         return;
     const auto open = [this, name = devices->currentData().toString().toStdString(),
-                       level = ownLevel](std::stop_token) {
-        return record(services.audio, name, level);
+                       level = ownLevel](std::stop_token stop) {
+        return record(services.audio, name, level, std::move(stop));
     };
     recordings.ask(open, [this](const std::shared_ptr<AudioCapture>& opened) { capture = opened; });
 }

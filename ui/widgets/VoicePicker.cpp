@@ -118,10 +118,10 @@ void VoicePicker::refresh() {
         std::vector<Voice> voices;
         QString problem;
     };
-    const auto ask = [this](std::stop_token) {
+    const auto ask = [this](std::stop_token stop) {
         Listing listing;
         try {
-            listing.voices = services.previews.voices();
+            listing.voices = services.previews.voices(std::move(stop));
             std::ranges::sort(listing.voices, comesBefore);
         } catch (const SpeechError&) {
             listing.problem = "The speech service does not answer, so there are no voices to show.";

@@ -14,7 +14,8 @@ namespace tavik {
 // A voice that speaks until it is told that the text has ended.
 class FakeSpeech : public SpeechOutput {
 public:
-    void speak(const std::string& text, const std::optional<Voice>& voice) override {
+    void speak(const std::string& text, const std::optional<Voice>& voice,
+               std::stop_token) override {
         if (text == "fails")
             throw SpeechError("the service is gone");
         const std::lock_guard lock(mutex);
@@ -23,7 +24,7 @@ public:
     }
     bool isSpeaking() override { return speaking; }
     void stopSpeaking() override { speaking = false; }
-    std::vector<Voice> voices() override {
+    std::vector<Voice> voices(std::stop_token) override {
         return {{"default", "A", "en-US"}, {"chosen", "B", "en-US"}};
     }
 

@@ -109,15 +109,15 @@ protected:
 TEST_F(AudioServerTest, ListsMicrophonesButNoMonitors) {
     addInput({8000, 1});
 
-    const auto inputs = audio->inputs();
+    const auto inputs = audio->inputs({});
     ASSERT_THAT(identifiersOf(inputs), ElementsAre("microphone", "usb"));
     EXPECT_EQ(inputs[1].name, "Headset");
     EXPECT_EQ(inputs[1].format, (AudioFormat{8000, 1}));
-    EXPECT_EQ(audio->defaultInput().value().identifier, "microphone");
-    EXPECT_EQ(audio->defaultOutput().value().identifier, "speaker");
+    EXPECT_EQ(audio->defaultInput({}).value().identifier, "microphone");
+    EXPECT_EQ(audio->defaultOutput({}).value().identifier, "speaker");
 
     pulse.pactl({"set-default-source", "speaker.monitor"});
-    EXPECT_FALSE(audio->defaultInput());
+    EXPECT_FALSE(audio->defaultInput({}));
 }
 
 TEST_F(AudioServerTest, CapturesInTheDevicesOwnFormat) {
@@ -152,7 +152,7 @@ TEST_F(AudioServerTest, CapturesInTheDevicesOwnFormat) {
 
 TEST_F(AudioServerTest, FirstSamplesComeAtOnce) {
     const auto start = steady_clock::now();
-    HeardSound heard(*audio, audio->defaultInput().value());
+    HeardSound heard(*audio, audio->defaultInput({}).value());
     ASSERT_TRUE(heard.hearMore(0.01));
 
     EXPECT_LT(steady_clock::now() - start, 500ms); // some 20 ms where the machine is idle
@@ -179,7 +179,7 @@ TEST_F(AudioServerTest, RefusesWhatCannotBeRecorded) {
                                       {0, "microphone", "No rate", {0, 2}},
                                       {0, "microphone", "More than a byte", {48000, 257}},
                                       {0, "microphone", "Huge", {0xFFFFFFFF, 0xFFFFFFFF}}})
-        EXPECT_THROW(audio->openCapture(device, tap, ended), AudioError) << device.name;
+        EXPECT_THROW(audio->openCapture(device, tap, ended, {}), AudioError) << device.name;
 }
 
 TEST_F(AudioServerTest, CaptureEndsOnceWhenItsDeviceGoes) {
@@ -200,35 +200,35 @@ TEST_F(AudioServerTest, CaptureEndsOnceWhenItsDeviceGoes) {
 
         EXPECT_EQ(heard.awaitEnd().reason, each.reason);
         pulse.pactl(each.afterwards);
-        audio->inputs(); // by now the server has told all that it has to tell
+        audio->inputs({}); // by now the server has told all that it has to tell
         EXPECT_EQ(heard.end().count, 1);
     }
-    EXPECT_THAT(identifiersOf(audio->inputs()), ElementsAre("microphone"));
+    EXPECT_THAT(identifiersOf(audio->inputs({})), ElementsAre("microphone"));
 }
 
 TEST_F(AudioServerTest, SurvivesTheDeathOfTheServer) {
     Notifications notifications;
-    audio->watchRoutes([&] { notifications.note(); });
-    HeardSound heard(*audio, audio->defaultInput().value());
+    audio->watchRoutes([&] { notifications.note(); }, {});
+    HeardSound heard(*audio, audio->defaultInput({}).value());
     ASSERT_TRUE(heard.hearMore(0.05));
     notifications.take(0ms);
 
     pulse.kill();
     EXPECT_EQ(heard.awaitEnd().reason, "Connection terminated");
     EXPECT_TRUE(notifications.take(2s));
-    EXPECT_LT(timeToFail([&] { audio->inputs(); }), 1s);
-    EXPECT_LT(timeToFail([&] { audio->watchRoutes([] {}); }), 1s);
+    EXPECT_LT(timeToFail([&] { audio->inputs({}); }), 1s);
+    EXPECT_LT(timeToFail([&] { audio->watchRoutes([] {}, {}); }), 1s);
     EXPECT_EQ(heard.end().count, 1);
 
     pulse.restart();
-    HeardSound again(*audio, audio->defaultInput().value());
+    HeardSound again(*audio, audio->defaultInput({}).value());
     EXPECT_TRUE(again.hearMore(0.05));
     pulse.pactl({"set-default-source", "speaker.monitor"});
     EXPECT_TRUE(notifications.take(2s)) << "the new connection is not watched";
 }
 
 TEST_F(AudioServerTest, GivesUpOnAServerThatDoesNotAnswer) {
-    const auto device = audio->defaultInput().value();
+    const auto device = audio->defaultInput({}).value();
     auto heard = std::make_unique<HeardSound>(*audio, device);
     pulse.process().suspend();
 
@@ -236,18 +236,21 @@ TEST_F(AudioServerTest, GivesUpOnAServerThatDoesNotAnswer) {
     heard.reset();
     EXPECT_LT(steady_clock::now() - start, 200ms);
 
-    const auto ask = [&](std::stop_token stop) { audio->setDefaultInputConfirmed(device, stop); };
-    EXPECT_LT(timeToCancel(ask), 200ms); // 50 ms where the machine is idle
     const auto newcomer = makePulseAudioServer();
-    EXPECT_LT(timeToCancel(
-                  [&](std::stop_token stop) { newcomer->setDefaultInputConfirmed(device, stop); }),
-              200ms);
-    EXPECT_LT(timeToFail([&] { audio->inputs(); }), 3s);
+    const std::function<void(std::stop_token)> stoppable[] = {
+        [&](std::stop_token stop) { audio->setDefaultInputConfirmed(device, stop); },
+        [&](std::stop_token stop) { audio->defaultInput(stop); },
+        [&](std::stop_token stop) { audio->openCapture(device, {}, {}, stop); },
+        [&](std::stop_token stop) { newcomer->defaultOutput(stop); },
+    };
+    for (const auto& ask : stoppable)
+        EXPECT_LT(timeToCancel(ask), 200ms); // 50 ms where the machine is idle
+    EXPECT_LT(timeToFail([&] { audio->inputs({}); }), 3s);
     EXPECT_LT(timeToFail([&] { HeardSound(*audio, device); }), 3s);
-    EXPECT_LT(timeToFail([&] { newcomer->inputs(); }), 3s);
+    EXPECT_LT(timeToFail([&] { newcomer->inputs({}); }), 3s);
 
     pulse.process().resume();
-    EXPECT_EQ(audio->defaultInput().value().id, device.id);
+    EXPECT_EQ(audio->defaultInput({}).value().id, device.id);
     const auto isRecorded = [&] {
         return pulse.pactl({"list", "source-outputs"}).find("Listening") != std::string::npos;
     };
@@ -260,8 +263,8 @@ TEST_F(AudioServerTest, NoServerIsAClearError) {
     for (const auto& address : {"unix:" + folder.file("none"), std::string("nonsense://")}) {
         setenv("PULSE_SERVER", address.c_str(), 1);
         const auto lonely = makePulseAudioServer();
-        EXPECT_LT(timeToFail([&] { lonely->inputs(); }), 1s) << address;
-        EXPECT_LT(timeToFail([&] { lonely->watchRoutes([] {}); }), 1s) << address;
+        EXPECT_LT(timeToFail([&] { lonely->inputs({}); }), 1s) << address;
+        EXPECT_LT(timeToFail([&] { lonely->watchRoutes([] {}, {}); }), 1s) << address;
     }
 }
 
@@ -269,18 +272,18 @@ TEST_F(AudioServerTest, ConfirmsTheNewDefaultInput) {
     addInput();
 
     EXPECT_TRUE(audio->setDefaultInputConfirmed(sourceNamed(*audio, "usb"), {}));
-    EXPECT_EQ(audio->defaultInput().value().identifier, "usb");
+    EXPECT_EQ(audio->defaultInput({}).value().identifier, "usb");
     EXPECT_THAT(pulse.pactl({"info"}), HasSubstr("Default Source: usb"));
     EXPECT_FALSE(audio->setDefaultInputConfirmed({9, "gone", "Gone", {48000, 2}}, {}));
-    EXPECT_EQ(audio->defaultInput().value().identifier, "usb");
+    EXPECT_EQ(audio->defaultInput({}).value().identifier, "usb");
 }
 
 TEST_F(AudioServerTest, TellsOfRouteChangesOnly) {
     Notifications notifications;
-    audio->watchRoutes([&] { notifications.note(); });
+    audio->watchRoutes([&] { notifications.note(); }, {});
 
     pulse.pactl({"set-source-volume", "microphone", "50%"});
-    const HeardSound heard(*audio, audio->defaultInput().value());
+    const HeardSound heard(*audio, audio->defaultInput({}).value());
     EXPECT_FALSE(notifications.take(200ms)) << "a volume or a recording is no route";
     addInput();
     EXPECT_TRUE(notifications.take(2s));
@@ -291,7 +294,7 @@ TEST_F(AudioServerTest, TellsOfRouteChangesOnly) {
     pulse.loadModule("module-null-sink", {"sink_name=headphones"});
     EXPECT_TRUE(notifications.take(2s));
 
-    audio->watchRoutes({});
+    audio->watchRoutes({}, {});
     notifications.take(0ms);
     pulse.pactl({"set-default-sink", "headphones"});
     EXPECT_FALSE(notifications.take(200ms)) << "nobody watches any more";
@@ -303,12 +306,12 @@ TEST_F(AudioServerTest, TheTapIsSilentOnceTheCaptureIsGone) {
         std::atomic<int> calls = 0;
         isOpen = true;
         auto capture = audio->openCapture(
-            audio->defaultInput().value(),
+            audio->defaultInput({}).value(),
             [&](std::span<const float>, const AudioFormat&) {
                 EXPECT_TRUE(isOpen);
                 ++calls;
             },
-            [](const std::string&) {});
+            [](const std::string&) {}, {});
         while (round % 2 == 0 && calls == 0)
             std::this_thread::sleep_for(1ms);
         capture.reset();
@@ -352,8 +355,8 @@ TEST_F(AudioServerTest, PlaysShortSoundsAtTheirVolume) {
 
 TEST_F(AudioServerTest, ACaptureMayOutliveItsServer) {
     auto server = makePulseAudioServer();
-    server->watchRoutes([] { ADD_FAILURE() << "the watcher is gone"; });
-    HeardSound heard(*server, server->defaultInput().value());
+    server->watchRoutes([] { ADD_FAILURE() << "the watcher is gone"; }, {});
+    HeardSound heard(*server, server->defaultInput({}).value());
     server.reset();
 
     addInput(); // changes the route

@@ -17,7 +17,7 @@ HeardSound::HeardSound(AudioServer& server, const AudioDevice& source)
     : captured(source.format)
     , capture(server.openCapture(
           source, [this](std::span<const float> frames, const AudioFormat&) { append(frames); },
-          [this](const std::string& reason) { noteEnd(reason); })) {}
+          [this](const std::string& reason) { noteEnd(reason); }, {})) {}
 
 void HeardSound::append(std::span<const float> frames) {
     const std::lock_guard lock(mutex);
@@ -90,13 +90,13 @@ LoudTime loudTimeOf(std::span<const float> samples, double sampleRate) {
 AudioDevice sourceNamed(AudioServer& server, const std::string& identifier) {
     const std::string suffix = ".monitor";
     if (identifier.ends_with(suffix)) {
-        auto output = server.defaultOutput().value();
+        auto output = server.defaultOutput({}).value();
         if (output.identifier + suffix != identifier)
             throw AudioError("not the default output: " + identifier);
         output.identifier = identifier;
         return output;
     }
-    const auto inputs = server.inputs();
+    const auto inputs = server.inputs({});
     const auto found = std::find_if(inputs.begin(), inputs.end(), [&](const AudioDevice& input) {
         return input.identifier == identifier;
     });

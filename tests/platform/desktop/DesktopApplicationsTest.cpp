@@ -98,8 +98,10 @@ TEST_F(DesktopApplicationsTest, SaysWhyOneCannotBeOpened) {
         {"Crashes", "It was ended at once by signal 11 (Segmentation fault)."},
         {"Hands Over", "opened"},
     };
+    // A start is looked at for a moment only, which a loaded machine can spend without the program.
     for (const auto& [name, outcome] : cases)
-        EXPECT_EQ(open(name), outcome) << name;
+        EXPECT_TRUE(becomesTrue([&] { return open(name) == outcome; }))
+            << name << ": " << open(name);
 }
 
 TEST_F(DesktopApplicationsTest, NoticesWhatIsInstalledLater) {

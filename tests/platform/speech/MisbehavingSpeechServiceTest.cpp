@@ -1,6 +1,8 @@
 #include "tests/platform/speech/FakeSpeechService.h"
 #include "tests/platform/speech/SpeechWorld.h"
+#include "tests/support/StopTiming.h"
 
+#include <atomic>
 #include <cstdlib>
 #include <gmock/gmock.h>
 #include <thread>
@@ -44,10 +46,23 @@ TEST(MisbehavingSpeechService, IsAClearErrorInBoundedTime) {
         SCOPED_TRACE(each.name);
         const FakeSpeechService service(each.answer, each.endless);
         const auto speech = speechAt(service.address());
-        EXPECT_LT(timeToFail([&] { speech->speak("Hello.", {}); }), each.bound);
+        EXPECT_LT(timeToFail([&] { speech->speak("Hello.", {}, {}); }), each.bound);
         EXPECT_LT(timeOf([&] { EXPECT_FALSE(speech->isSpeaking()); }), 100ms);
         EXPECT_LT(timeOf([&] { speech->stopSpeaking(); }), 100ms);
     }
+}
+
+TEST(MisbehavingSpeechService, IsNotWaitedForAfterAStop) {
+    std::atomic<bool> isMute = true;
+    const FakeSpeechService service(
+        [&](const std::string& line) { return isMute ? "" : wellBehavedAnswer(line); });
+    const auto speech = speechAt(service.address());
+    EXPECT_LE(timeToCancel([&](std::stop_token stop) { speech->speak("Hello.", {}, stop); }), 50ms);
+    EXPECT_LE(timeToCancel([&](std::stop_token stop) { speech->voices(stop); }), 50ms);
+    EXPECT_FALSE(speech->isSpeaking());
+
+    isMute = false;
+    EXPECT_NO_THROW(speech->speak("Hello.", {}, {}));
 }
 
 TEST(MisbehavingSpeechService, AnswersNobodyAskedForAreNotTakenForOthers) {
@@ -57,9 +72,9 @@ TEST(MisbehavingSpeechService, AnswersNobodyAskedForAreNotTakenForOthers) {
         return wellBehavedAnswer(line) + (isExtra ? "304 ERR WHAT\r\n" : "");
     });
     const auto speech = speechAt(service.address());
-    speech->speak("First.", {});
+    speech->speak("First.", {}, {});
 
-    EXPECT_NO_THROW(speech->speak("Second.", std::nullopt));
+    EXPECT_NO_THROW(speech->speak("Second.", std::nullopt, {}));
     EXPECT_TRUE(speech->isSpeaking());
 }
 
@@ -70,7 +85,7 @@ TEST(MisbehavingSpeechService, EventsInTheMiddleOfAReplyAreNoPartOfIt) {
                            : wellBehavedAnswer(line);
     });
     const auto speech = speechAt(service.address());
-    speech->speak("Hello.", {});
+    speech->speak("Hello.", {}, {});
 
     for (int look = 0; look < 200 && speech->isSpeaking(); ++look)
         std::this_thread::sleep_for(10ms);
@@ -80,7 +95,7 @@ TEST(MisbehavingSpeechService, EventsInTheMiddleOfAReplyAreNoPartOfIt) {
 TEST(MisbehavingSpeechService, OneBrokenSynthesiserDoesNotHideTheOthersVoices) {
     const FakeSpeechService service(wellBehavedAnswer);
 
-    EXPECT_THAT(speechAt(service.address())->voices(),
+    EXPECT_THAT(speechAt(service.address())->voices({}),
                 ElementsAre(Field(&Voice::identifier, "fake/Anna"),
                             Field(&Voice::identifier, "fake/Berta")));
 }

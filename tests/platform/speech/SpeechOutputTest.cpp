@@ -15,7 +15,7 @@ const std::string longText =
     "sixteen seventeen eighteen nineteen twenty twenty-one twenty-two twenty-three twenty-four.";
 
 std::optional<Voice> voiceNamed(SpeechOutput& speech, const std::string& name) {
-    for (const Voice& voice : speech.voices())
+    for (const Voice& voice : speech.voices({}))
         if (voice.name == name)
             return voice;
     return std::nullopt;
@@ -38,7 +38,7 @@ std::unique_ptr<SpeechWorld> SpeechOutputTest::shared;
 
 TEST_F(SpeechOutputTest, SpeaksAloudAndTellsWhenItIsOver) {
     const double begin = world.ear->seconds();
-    speech.speak("One two three four five.", {});
+    speech.speak("One two three four five.", {}, {});
     EXPECT_TRUE(speech.isSpeaking());
     ASSERT_TRUE(world.awaitEnd());
     const double told = world.ear->seconds() - begin;
@@ -53,7 +53,7 @@ TEST_F(SpeechOutputTest, SpeaksAloudAndTellsWhenItIsOver) {
 TEST_F(SpeechOutputTest, StopBringsSilenceInMidWord) {
     for (int round = 0; round < 2; ++round) {
         const double begin = world.ear->seconds();
-        speech.speak(longText, {});
+        speech.speak(longText, {}, {});
         ASSERT_TRUE(world.awaitSound(begin));
         world.ear->hearMore(0.3);
 
@@ -69,7 +69,7 @@ TEST_F(SpeechOutputTest, StopBringsSilenceInMidWord) {
 
 TEST_F(SpeechOutputTest, ANewTextStopsTheOldOne) {
     const double shortOne = world.secondsSpoken("Hello.");
-    speech.speak(longText, {});
+    speech.speak(longText, {}, {});
     const double both = world.secondsSpoken("Hello.");
 
     EXPECT_LT(both, shortOne + 0.5);
@@ -107,7 +107,7 @@ TEST_F(SpeechOutputTest, TakesAVeryLongText) {
     while (text.size() < 100'000)
         text += "Line after line. ";
     const double begin = world.ear->seconds();
-    EXPECT_LT(timeOf([&] { speech.speak(text, {}); }), 2s);
+    EXPECT_LT(timeOf([&] { speech.speak(text, {}, {}); }), 2s);
     EXPECT_TRUE(world.awaitSound(begin));
     EXPECT_TRUE(speech.isSpeaking());
 
@@ -117,8 +117,8 @@ TEST_F(SpeechOutputTest, TakesAVeryLongText) {
 
 TEST_F(SpeechOutputTest, ListsEveryVoiceWithoutItsVariants) {
     std::vector<Voice> voices;
-    EXPECT_LT(timeOf([&] { voices = speech.voices(); }), 2s);
-    EXPECT_LT(timeOf([&] { speech.voices(); }), 50ms) << "every answer would wait for that";
+    EXPECT_LT(timeOf([&] { voices = speech.voices({}); }), 2s);
+    EXPECT_LT(timeOf([&] { speech.voices({}); }), 50ms) << "every answer would wait for that";
 
     EXPECT_GT(voices.size(), 50U);
     EXPECT_LT(voices.size(), 1000U);

@@ -30,24 +30,24 @@ protected:
 };
 
 TEST_F(SpeechServiceTest, AHangingServiceHoldsNobodyUp) {
-    speech.speak(longText, {});
+    speech.speak(longText, {}, {});
     world.service.process().suspend();
     EXPECT_LT(timeOf([&] { speech.isSpeaking(); }), 100ms);
     EXPECT_LT(timeOf([&] { speech.stopSpeaking(); }), 100ms);
-    EXPECT_LT(timeToFail([&] { speech.speak("Hello.", {}); }), 2500ms);
+    EXPECT_LT(timeToFail([&] { speech.speak("Hello.", {}, {}); }), 2500ms);
     EXPECT_FALSE(speech.isSpeaking());
-    EXPECT_LT(timeToFail([&] { speech.voices(); }), 2500ms);
+    EXPECT_LT(timeToFail([&] { speech.voices({}); }), 2500ms);
 
     world.service.process().resume();
     EXPECT_GT(world.secondsSpoken("Hello."), 0.05);
 }
 
 TEST_F(SpeechServiceTest, StopsWhileAnotherThreadWaitsInSpeak) {
-    speech.speak("Hello.", {});
+    speech.speak("Hello.", {}, {});
     ASSERT_TRUE(world.awaitEnd());
     const double begin = world.ear->seconds();
     world.service.process().suspend();
-    std::jthread speaker([&] { speech.speak(longText, {}); });
+    std::jthread speaker([&] { speech.speak(longText, {}, {}); });
     world.ear->hearMore(0.3);
     EXPECT_LT(timeOf([&] { speech.stopSpeaking(); }), 100ms);
 
@@ -59,17 +59,17 @@ TEST_F(SpeechServiceTest, StopsWhileAnotherThreadWaitsInSpeak) {
 }
 
 TEST_F(SpeechServiceTest, ADeadServiceIsAnErrorAndARestartedOneSpeaks) {
-    const auto count = speech.voices().size();
-    speech.speak(longText, {});
+    const auto count = speech.voices({}).size();
+    speech.speak(longText, {}, {});
     world.service.kill();
     EXPECT_TRUE(world.awaitEnd(2s)) << "nobody speaks any more";
-    EXPECT_LT(timeToFail([&] { speech.speak("Hello.", {}); }), 500ms);
-    EXPECT_LT(timeToFail([&] { speech.voices(); }), 500ms);
+    EXPECT_LT(timeToFail([&] { speech.speak("Hello.", {}, {}); }), 500ms);
+    EXPECT_LT(timeToFail([&] { speech.voices({}); }), 500ms);
     speech.stopSpeaking();
 
     world.service.restart();
     EXPECT_GT(world.secondsSpoken("Hello."), 0.05);
-    EXPECT_EQ(speech.voices().size(), count);
+    EXPECT_EQ(speech.voices({}).size(), count);
 }
 
 TEST_F(SpeechServiceTest, AnUtteranceThatNeverEndsIsOverAtItsDeadline) {
@@ -78,7 +78,7 @@ TEST_F(SpeechServiceTest, AnUtteranceThatNeverEndsIsOverAtItsDeadline) {
     setenv("SPEECHD_ADDRESS", mute.address().c_str(), 1);
     SimulatedClock clock;
     SpeechDispatcher dispatcher(clock);
-    dispatcher.speak("12345", {});
+    dispatcher.speak("12345", {}, {});
     EXPECT_TRUE(dispatcher.isSpeaking());
 
     clock.advance(10s + 5 * 350ms);
@@ -90,7 +90,7 @@ TEST_F(SpeechServiceTest, AnUtteranceThatNeverEndsIsOverAtItsDeadline) {
 
 TEST_F(SpeechServiceTest, SilenceWhenTheSpeakerIsDestroyed) {
     const double begin = world.ear->seconds();
-    speech.speak(longText, {});
+    speech.speak(longText, {}, {});
     ASSERT_TRUE(world.awaitSound(begin));
     world.speech = makeSpeechDispatcher();
 
@@ -107,8 +107,8 @@ TEST(SpeechAddress, WithoutAServiceThereIsAClearError) {
           std::string("nonsense")}) {
         setenv("SPEECHD_ADDRESS", address.c_str(), 1);
         const auto speech = makeSpeechDispatcher();
-        EXPECT_LT(timeToFail([&] { speech->speak("Hello.", {}); }), 500ms) << address;
-        EXPECT_LT(timeToFail([&] { speech->voices(); }), 500ms) << address;
+        EXPECT_LT(timeToFail([&] { speech->speak("Hello.", {}, {}); }), 500ms) << address;
+        EXPECT_LT(timeToFail([&] { speech->voices({}); }), 500ms) << address;
         EXPECT_FALSE(speech->isSpeaking());
         speech->stopSpeaking();
     }
@@ -124,7 +124,7 @@ TEST(SpeechAddress, TheUsersOwnServiceIsStartedWhenItDoesNotRun) {
               "Timeout 5\n");
     const auto speech = makeSpeechDispatcher();
 
-    EXPECT_FALSE(speech->voices().empty());
+    EXPECT_FALSE(speech->voices({}).empty());
     pid_t service = 0;
     std::ifstream(home.file("speech-dispatcher/pid/speech-dispatcher.pid")) >> service;
     ASSERT_GT(service, 1);

@@ -50,7 +50,7 @@ bool SpeechWorld::awaitSound(double begin) {
 
 double SpeechWorld::secondsSpoken(const std::string& text, const std::optional<Voice>& voice) {
     const double begin = ear->seconds();
-    speech->speak(text, voice);
+    speech->speak(text, voice, {});
     EXPECT_TRUE(awaitEnd());
     ear->hearMore(onItsWay);
     return heardSince(begin).length;

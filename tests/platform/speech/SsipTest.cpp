@@ -61,35 +61,35 @@ TEST(SsipConnection, TakesRepliesAndEventsApartHoweverTheyArrive) {
                                    "AGE QUEUED\r\n702-7\r\n", "702-1\n702 END\n", "216 OK\r\n"});
     std::vector<std::pair<int, std::string>> events;
     SsipConnection connection(
-        [&](int code, const std::string& number) { events.emplace_back(code, number); });
+        [&](int code, const std::string& number) { events.emplace_back(code, number); }, {});
 
-    const auto reply = connection.request("SPEAK\r\n");
+    const auto reply = connection.request("SPEAK\r\n", {});
     EXPECT_EQ(reply.code, 225);
     EXPECT_EQ(reply.lines, (std::vector<std::string>{"8", "OK MESSAGE QUEUED"}));
-    EXPECT_EQ(connection.request("SET SELF OUTPUT_MODULE x\r\n").code, 216);
+    EXPECT_EQ(connection.request("SET SELF OUTPUT_MODULE x\r\n", {}).code, 216);
     EXPECT_EQ(events, (std::vector<std::pair<int, std::string>>{{701, "7"}, {702, "7"}}));
 }
 
 TEST(SsipConnection, PassesOverTheReplyToANotification) {
     const ScriptedService service({"210 OK CANCELED\r\n", "216 OK OUTPUT MODULE SET\r\n"});
-    SsipConnection connection([](int, const std::string&) {});
+    SsipConnection connection([](int, const std::string&) {}, {});
 
     EXPECT_TRUE(connection.notify("CANCEL SELF\r\n"));
-    EXPECT_EQ(connection.request("SET SELF OUTPUT_MODULE x\r\n").code, 216);
+    EXPECT_EQ(connection.request("SET SELF OUTPUT_MODULE x\r\n", {}).code, 216);
 }
 
 TEST(SsipConnection, TellsARefusalFromALoss) {
     {
         const ScriptedService service({"409 ERR RATE OUT OF RANGE\r\n"});
-        SsipConnection connection([](int, const std::string&) {});
-        EXPECT_THROW(connection.request("SET SELF RATE 999\r\n"), SpeechRefusal);
+        SsipConnection connection([](int, const std::string&) {}, {});
+        EXPECT_THROW(connection.request("SET SELF RATE 999\r\n", {}), SpeechRefusal);
     }
     for (const std::string saying :
          {"", "225-1\r\n", "HTTP/1.1 400 Bad Request\r\n", "\r\n", "2\n"}) {
         const ScriptedService service({saying});
-        SsipConnection connection([](int, const std::string&) {});
+        SsipConnection connection([](int, const std::string&) {}, {});
         try {
-            connection.request("SPEAK\r\n");
+            connection.request("SPEAK\r\n", {});
             ADD_FAILURE() << "took \"" << saying << "\" for a reply";
         } catch (const SpeechRefusal&) {
             ADD_FAILURE() << "took \"" << saying << "\" for a refusal";
