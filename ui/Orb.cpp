@@ -2,6 +2,7 @@
 
 #include "platform/defaults/UserDefaults.h"
 #include "platform/desktop/DisplayCheck.h"
+#include "platform/desktop/WindowHints.h"
 #include "ui/PhaseText.h"
 #include "ui/widgets/LevelMeter.h"
 
@@ -28,6 +29,10 @@ using Kind = TavikPhase::Kind;
 
 bool isSeen(Kind phase) {
     return phase != Kind::off && phase != Kind::idle;
+}
+
+bool isOnX11() {
+    return QGuiApplication::platformName() == "xcb";
 }
 
 bool moves(Kind phase) {
@@ -86,6 +91,8 @@ void Orb::appear() {
     level = 0;
     place();
     shapeWithoutCompositor();
+    if (isOnX11())
+        keepOutOfTaskbar(static_cast<std::uint32_t>(winId()));
     show();
 }
 
@@ -121,7 +128,7 @@ void Orb::savePlace() {
 
 // Without a compositing manager what is not drawn would be black.
 void Orb::shapeWithoutCompositor() {
-    hasCompositor = QGuiApplication::platformName() != "xcb" || xCompositorRuns();
+    hasCompositor = !isOnX11() || xCompositorRuns();
     if (hasCompositor) {
         clearMask();
         return;

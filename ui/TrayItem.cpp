@@ -20,6 +20,7 @@ using namespace std::chrono_literals;
 
 constexpr auto pauseTime = 30min;
 constexpr auto searchPause = 5s;
+constexpr auto iconPause = 60ms;
 constexpr std::size_t recentConversations = 5;
 constexpr int longestEntry = 320; // pixels
 constexpr auto recentDays = std::chrono::hours(24 * 30);
@@ -43,6 +44,10 @@ TrayItem::TrayItem(UiServices& uiServices, Actions actions)
     : services(uiServices)
     , openMemory(actions.openMemory) {
     fillMenu(actions);
+    // Trays lose their way among changes that come faster than they can ask for the picture.
+    iconChange.setSingleShot(true);
+    iconChange.setInterval(iconPause);
+    connect(&iconChange, &QTimer::timeout, this, &TrayItem::showIcon);
     search.setInterval(searchPause);
     connect(&search, &QTimer::timeout, this, &TrayItem::findTray);
     findTray();
@@ -92,6 +97,7 @@ void TrayItem::appear() {
                     menu.popup(QCursor::pos());
             });
     showState();
+    showIcon();
     icon->show();
     log("[tavik] in the tray");
     refreshConversations();
@@ -109,10 +115,13 @@ void TrayItem::showState() {
     pause->setEnabled(isOn && !hasFailed);
     retry->setVisible(hasFailed);
     talk->setEnabled(isOn && !hasFailed);
-    if (!icon)
-        return;
-    icon->setIcon(phaseIcon(state.phase().kind));
-    icon->setToolTip("Tavik — " + phaseText(state));
+    if (icon)
+        iconChange.start();
+}
+
+void TrayItem::showIcon() {
+    icon->setIcon(phaseIcon(services.state.phase().kind));
+    icon->setToolTip("Tavik — " + phaseText(services.state));
 }
 
 void TrayItem::showNotice(const QString& sentence) {

@@ -36,6 +36,7 @@ private:
     void fillMenu(const Actions& actions);
     void findTray();
     void appear();
+    void showIcon();
     void refreshConversations();
 
     UiServices& services;
@@ -49,6 +50,7 @@ private:
     QAction* talk = nullptr;
     std::function<void()> openMemory;
     QTimer search;
+    QTimer iconChange;
     std::unique_ptr<QSystemTrayIcon> icon;
     Background background;
 };

@@ -14,10 +14,10 @@ int main(int argc, char** argv) {
     // Merely unset, it would be looked for, and one might even be started.
     setenv("DBUS_SESSION_BUS_ADDRESS", "disabled:", 1);
     setenv("TZ", "UTC", 1);
-    for (const char* name :
-         {"ANTHROPIC_API_KEY", "OPENAI_API_KEY", "GEMINI_API_KEY", "XAI_API_KEY", "http_proxy",
-          "https_proxy", "HTTP_PROXY", "HTTPS_PROXY", "ALL_PROXY", "PULSE_SERVER",
-          "SPEECHD_ADDRESS", "DISPLAY", "WAYLAND_DISPLAY", "XDG_CONFIG_HOME", "XDG_DATA_HOME"})
+    for (const char* name : {"ANTHROPIC_API_KEY", "OPENAI_API_KEY", "GEMINI_API_KEY", "XAI_API_KEY",
+                             "http_proxy", "https_proxy", "HTTP_PROXY", "HTTPS_PROXY", "ALL_PROXY",
+                             "PULSE_SERVER", "SPEECHD_ADDRESS", "DISPLAY", "WAYLAND_DISPLAY",
+                             "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_SESSION_TYPE"})
         unsetenv(name);
     return RUN_ALL_TESTS();
 }

@@ -4,6 +4,7 @@
 #include "tools/stand-ins/services/PrivateDisplay.h"
 #include "tools/stand-ins/services/PrivatePulseAudio.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <thread>
 
@@ -33,6 +34,16 @@ protected:
             for (const auto window : x->numbers(x->ask(x->root(), "_NET_CLIENT_LIST")))
                 titles.push_back(x->text(x->ask(window, "_NET_WM_NAME")));
         return titles;
+    }
+
+    // Whether the window manager holds that state of the window with that title.
+    static bool hasState(const std::string& title, const char* state) {
+        const auto x = XConnection::open();
+        for (const auto window : x->numbers(x->ask(x->root(), "_NET_CLIENT_LIST")))
+            if (x->text(x->ask(window, "_NET_WM_NAME")) == title)
+                return std::ranges::count(x->numbers(x->ask(window, "_NET_WM_STATE")),
+                                          x->atom(state)) == 1;
+        return false;
     }
 
     static bool shows(const std::string& title) {
@@ -88,6 +99,8 @@ TEST_F(DesktopRunTest, BeginsAConversationWhenTheShortcutIsPressedAndShowsTheOrb
     PressedKeys().chord({f9});
     EXPECT_TRUE(tavik.prints("🔔 hotkey — listening for command…"));
     EXPECT_TRUE(shows("Tavik"));
+    EXPECT_TRUE(hasState("Tavik", "_NET_WM_STATE_SKIP_TASKBAR"));
+    EXPECT_TRUE(hasState("Tavik", "_NET_WM_STATE_ABOVE"));
     EXPECT_EQ(tavik.process().terminate(1s), 0);
 }
 

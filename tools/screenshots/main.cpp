@@ -14,6 +14,7 @@
 #include <QDir>
 #include <QLabel>
 #include <QLineEdit>
+#include <QListView>
 #include <QListWidget>
 #include <QMenu>
 #include <QPainter>
@@ -141,9 +142,10 @@ void shootMemory(UiWorld& world, SettingsWindow& window, const Photographer& cam
     camera.shoot(window, "settings-memory-empty");
     world.remember(40);
     window.open(SettingsWindow::memoryPage);
-    auto& list = named<QListWidget>(window, "Conversations");
-    require(UiWorld::until([&] { return list.count() == 40; }), "the list of conversations");
-    list.setCurrentRow(1);
+    auto& list = named<QListView>(window, "Conversations");
+    const auto* lines = list.model();
+    require(UiWorld::until([&] { return lines->rowCount() == 40; }), "the list of conversations");
+    list.setCurrentIndex(lines->index(1, 0));
     camera.shoot(window, "settings-memory");
     named<QLineEdit>(window, "Search conversations").setText("quantum physics");
     require(shows(window, "No conversation matches."), "the search");
@@ -172,8 +174,8 @@ void shootSettings(const Photographer& camera) {
 
 void shootFirstSteps(const Photographer& camera) {
     UiWorld world;
-    world.permissionStates = {{Permission::accessibility, PermissionState::notDetermined},
-                              {Permission::microphone, PermissionState::denied}};
+    world.permissionStates[Permission::accessibility] = PermissionState::notDetermined;
+    world.permissionStates[Permission::microphone] = PermissionState::denied;
     UiServices services = world.services();
     OnboardingWindow window(services);
     world.state->observe({.changed = [&] { window.showPhase(); }});

@@ -66,24 +66,29 @@ std::string BusPeer::uniqueName() const {
     return g_dbus_connection_get_unique_name(connection);
 }
 
-std::string BusPeer::callForText(const char* owner, const char* path, const char* interface,
-                                 const char* method, GVariant* arguments) {
+GVariant* BusPeer::call(const char* owner, const char* path, const char* interface,
+                        const char* method, GVariant* arguments) {
     GError* error = nullptr;
-    GVariant* const reply =
+    GVariant* const values =
         g_dbus_connection_call_sync(connection, owner, path, interface, method, arguments, nullptr,
                                     G_DBUS_CALL_FLAGS_NONE, 10'000, nullptr, &error);
-    if (!reply) {
-        const std::string reason = error->message;
-        g_error_free(error);
-        throw std::runtime_error(reason);
-    }
+    if (values)
+        return values;
+    const std::string reason = error->message;
+    g_error_free(error);
+    throw std::runtime_error(reason);
+}
+
+std::string BusPeer::callForText(const char* owner, const char* path, const char* interface,
+                                 const char* method, GVariant* arguments) {
+    GVariant* const values = call(owner, path, interface, method, arguments);
     std::string text;
-    if (g_variant_is_of_type(reply, G_VARIANT_TYPE("(s)"))) {
+    if (g_variant_is_of_type(values, G_VARIANT_TYPE("(s)"))) {
         const char* borrowed = nullptr;
-        g_variant_get(reply, "(&s)", &borrowed);
+        g_variant_get(values, "(&s)", &borrowed);
         text = borrowed;
     }
-    g_variant_unref(reply);
+    g_variant_unref(values);
     return text;
 }
 

@@ -47,7 +47,10 @@ public:
 
     void own(const std::string& name);
     std::string uniqueName() const;
-    // Throws std::runtime_error when the call fails.
+    // The reply's values, to be released. Throws std::runtime_error when the call fails.
+    GVariant* call(const char* owner, const char* path, const char* interface, const char* method,
+                   GVariant* arguments);
+    // The same for a reply that is a text; any other is an empty one.
     std::string callForText(const char* owner, const char* path, const char* interface,
                             const char* method, GVariant* arguments);
     // Sends a signal to everybody.
