@@ -1,5 +1,7 @@
 #include "ui/Appearance.h"
 
+#include "ui/Style.h"
+
 #include <QApplication>
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -7,7 +9,6 @@
 #include <QDBusPendingReply>
 #include <QDBusVariant>
 #include <QPalette>
-#include <QStyleFactory>
 
 namespace tavik {
 
@@ -78,15 +79,34 @@ QPushButton:hover { background: palette(base); }
 QPushButton:pressed, QPushButton:disabled { background: palette(window); }
 QPushButton:disabled { color: %1; }
 QPushButton:focus { border: 2px solid palette(highlight); padding: 5px 13px; }
-QLineEdit, QListWidget, QPlainTextEdit { background: palette(base); border: 1px solid palette(mid);
-    border-radius: 7px; padding: 5px 7px; }
-QLineEdit:focus, QListWidget:focus, QPlainTextEdit:focus { border-color: palette(highlight); }
+QLineEdit, QListView#list, QPlainTextEdit { background: palette(base);
+    border: 1px solid palette(mid); border-radius: 7px; padding: 5px 7px; }
+QLineEdit:focus, QListView#list:focus, QPlainTextEdit:focus { border-color: palette(highlight); }
 QComboBox QLineEdit { border: none; padding: 0px; background: transparent; }
-QListWidget::item { padding: 4px 6px; border-radius: 5px; }
-QListWidget::item:selected { background: palette(highlight); color: white; }
-QComboBox { min-height: 28px; }
-QCheckBox::indicator:unchecked { width: 14px; height: 14px; border: 1px solid %1;
-    border-radius: 4px; background: palette(base); }
+QComboBox QAbstractItemView::item { min-height: 26px; padding-left: 4px; }
+QListView#list::item { padding: 4px 6px; border-radius: 5px; }
+QListView#list::item:selected { background: palette(highlight); color: white; }
+QCheckBox { spacing: 8px; }
+QSlider::groove:horizontal { height: 4px; border-radius: 2px; background: palette(mid); }
+QSlider::sub-page:horizontal { border-radius: 2px; background: palette(highlight); }
+QSlider::handle:horizontal { width: 14px; height: 14px; margin: -6px 0px; border-radius: 8px;
+    border: 1px solid %1; background: palette(base); }
+QSlider::handle:horizontal:focus { border-color: palette(highlight); background: palette(highlight); }
+QScrollBar:vertical { width: 12px; background: transparent; margin: 0px; }
+QScrollBar::handle:vertical { background: palette(mid); border-radius: 3px; margin: 3px;
+    min-height: 32px; }
+QScrollBar::handle:vertical:hover { background: %1; }
+QScrollBar:horizontal { height: 12px; background: transparent; margin: 0px; }
+QScrollBar::handle:horizontal { background: palette(mid); border-radius: 3px; margin: 3px;
+    min-width: 32px; }
+QScrollBar::handle:horizontal:hover { background: %1; }
+QScrollBar::add-line, QScrollBar::sub-line { width: 0px; height: 0px; }
+QScrollBar::add-page, QScrollBar::sub-page { background: transparent; }
+QMenu { background: palette(base); border: 1px solid palette(mid); padding: 5px; }
+QMenu::item { padding: 6px 28px 6px 12px; border-radius: 5px; }
+QMenu::item:selected { background: palette(highlight); color: white; }
+QMenu::item:disabled { color: %1; background: transparent; }
+QMenu::separator { height: 1px; background: palette(mid); margin: 5px 8px; }
 QPushButton#primary { background: palette(highlight); color: white; font-weight: 600;
     border: 1px solid palette(highlight); border-radius: 7px; padding: 7px 18px; }
 QPushButton#primary:disabled { background: palette(mid); border-color: palette(mid); }
@@ -140,7 +160,7 @@ QColor accentColour() {
 }
 
 void applyTheme(QApplication& application, Theme theme) {
-    QApplication::setStyle(QStyleFactory::create("Fusion"));
+    QApplication::setStyle(new Style);
     QApplication::setPalette(paletteOf(theme));
     const Shades shades = shadesOf(theme);
     application.setStyleSheet(

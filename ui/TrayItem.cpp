@@ -22,7 +22,7 @@ constexpr auto pauseTime = 30min;
 constexpr auto searchPause = 5s;
 constexpr auto iconPause = 60ms;
 constexpr std::size_t recentConversations = 5;
-constexpr int longestEntry = 320; // pixels
+constexpr int longestEntry = 420; // pixels
 constexpr auto recentDays = std::chrono::hours(24 * 30);
 constexpr const char* trayService = "org.kde.StatusNotifierWatcher";
 

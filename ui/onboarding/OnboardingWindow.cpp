@@ -30,12 +30,17 @@ QWidget* inSection(QWidget* content) {
     return section;
 }
 
-QWidget* atTheTop(QWidget* content) {
+QWidget* filling(QWidget* content) {
     auto* widget = new QWidget;
     auto* column = new QVBoxLayout(widget);
     column->setContentsMargins(0, 0, 0, 0);
     column->addWidget(content);
-    column->addStretch(1);
+    return widget;
+}
+
+QWidget* atTheTop(QWidget* content) {
+    QWidget* widget = filling(content);
+    static_cast<QVBoxLayout*>(widget->layout())->addStretch(1);
     return widget;
 }
 
@@ -77,6 +82,9 @@ OnboardingWindow::OnboardingWindow(UiServices& uiServices)
     buttons->addStretch(1);
     buttons->addWidget(next);
     progress->setWordWrap(false);
+    auto policy = back->sizePolicy();
+    policy.setRetainSizeWhenHidden(true); // what is between the buttons stays in the middle
+    back->setSizePolicy(policy);
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(margin, margin, margin, margin - 8);
     column->setSpacing(12);
@@ -102,7 +110,7 @@ void OnboardingWindow::addSteps() {
         atTheTop(inSection(new MicrophonePicker(services))));
     addBrainStep();
     add({"Your assistant’s voice", "Pick the one you would like to listen to."},
-        inSection(new VoicePicker(services)));
+        filling(inSection(new VoicePicker(services))));
     tryOut = new TryOutStep(services);
     add({"Try it", "Tavik is listening now, with the wake phrase."}, tryOut);
     add({"All set", "Tavik waits in the tray and answers to “Hey Vessa” and to your keyboard "

@@ -58,6 +58,7 @@ void MemoryPage::build() {
     search->setClearButtonEnabled(true);
     list = new QListView;
     list->setModel(&conversations);
+    list->setObjectName("list");
     list->setAccessibleName("Conversations");
     list->setMinimumHeight(listHeight);
     list->setUniformItemSizes(true);

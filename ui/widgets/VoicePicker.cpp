@@ -87,6 +87,7 @@ void VoicePicker::build() {
     search->setAccessibleName("Search voices");
     search->setClearButtonEnabled(true);
     list = new QListWidget;
+    list->setObjectName("list");
     list->setAccessibleName("Voices");
     list->setMinimumHeight(listHeight);
     list->setUniformItemSizes(true);
