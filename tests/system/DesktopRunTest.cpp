@@ -1,6 +1,7 @@
 #include "platform/desktop/XConnection.h"
 #include "tests/platform/hotkey/PressedKeys.h"
 #include "tests/system/RunningTavik.h"
+#include "tests/system/SessionManager.h"
 #include "tools/stand-ins/services/PrivateDisplay.h"
 #include "tools/stand-ins/services/PrivatePulseAudio.h"
 
@@ -53,6 +54,21 @@ protected:
                 if (each == title)
                     return true;
             std::this_thread::sleep_for(20ms);
+        }
+        return false;
+    }
+
+    // Whether a window with that title is on the screen, whoever manages it.
+    static bool isMapped(XConnection& x, const std::string& title) {
+        const XReply<xcb_query_tree_reply_t> tree(
+            xcb_query_tree_reply(x.get(), xcb_query_tree(x.get(), x.root()), nullptr));
+        for (int index = 0; tree && index < xcb_query_tree_children_length(tree.get()); ++index) {
+            const xcb_window_t window = xcb_query_tree_children(tree.get())[index];
+            const XReply<xcb_get_window_attributes_reply_t> looks(xcb_get_window_attributes_reply(
+                x.get(), xcb_get_window_attributes(x.get(), window), nullptr));
+            if (looks && looks->map_state == XCB_MAP_STATE_VIEWABLE &&
+                x.text(x.ask(window, "_NET_WM_NAME")).starts_with(title))
+                return true;
         }
         return false;
     }
@@ -111,6 +127,32 @@ TEST_F(DesktopRunTest, EndsInOrderWhenTheDisplayIsLost) {
     display.server().terminate();
     EXPECT_EQ(tavik.process().waitFor(5s), 1);
     EXPECT_THAT(tavik.output(), HasSubstr("[tavik] ⚠ the display is lost, quitting"));
+    EXPECT_FALSE(std::filesystem::exists(tavik.home() +
+                                         "/Library/Application Support/Tavik/tavik-mcp.sock"));
+}
+
+TEST_F(DesktopRunTest, ShowsItsWindowsWithoutAWindowManager) {
+    display.windowManager().terminate();
+    RunningTavik tavik({}, nullptr);
+    const auto x = XConnection::open();
+    const auto deadline = std::chrono::steady_clock::now() + 10s;
+    while (!isMapped(*x, "Welcome to Tavik") && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(20ms);
+    EXPECT_TRUE(isMapped(*x, "Welcome to Tavik"));
+    EXPECT_EQ(tavik.process().terminate(1s), 0);
+}
+
+TEST_F(DesktopRunTest, EndsInOrderAtLogOutAndIsNotStartedAnewByTheSession) {
+    SessionManager session;
+    RunningTavik tavik({}, {{"onboardingDone", true}}, {{"SESSION_MANAGER", session.address()}});
+    ASSERT_TRUE(session.attend([&] { return session.hasClient(); }));
+    ASSERT_TRUE(session.attend([&] { return tavik.prints("[tavik-mcp] listening", 0ms); }));
+    session.attend([&] { return session.restartStyle().has_value(); });
+    session.logOut();
+    EXPECT_TRUE(session.attend([&] { return session.hasSaved(); }));
+    EXPECT_TRUE(session.attend([&] { return !tavik.process().isRunning(); }));
+    EXPECT_EQ(tavik.process().waitFor(0s), 0);
+    EXPECT_EQ(session.restartStyle(), 3) << "never: the autostart entry is there for that";
     EXPECT_FALSE(std::filesystem::exists(tavik.home() +
                                          "/Library/Application Support/Tavik/tavik-mcp.sock"));
 }
