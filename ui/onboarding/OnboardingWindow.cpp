@@ -122,6 +122,7 @@ void OnboardingWindow::addBrainStep() {
     auto* content = new QWidget;
     auto* column = new QVBoxLayout(content);
     column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(14);
     auto* brain = new BrainForm(services);
     key = new KeyForm(services);
     column->addWidget(brain);
