@@ -63,9 +63,12 @@ void Desktop::welcome() {
 }
 
 void Desktop::openSettings(int page) {
-    // Anew each time, since the settings may have been changed by others.
-    if (!settings || !settings->isVisible())
+    // Anew each time, since the settings may have been changed by others. The old one goes first:
+    // what it is told of the shortcut is the new one's then.
+    if (!settings || !settings->isVisible()) {
+        settings.reset();
         settings = std::make_unique<SettingsWindow>(services);
+    }
     settings->open(page);
     bringToFront(*settings);
 }

@@ -178,6 +178,9 @@ TEST_F(SettingsTest, RecordsAShortcutAndKeepsTheOldOneWhenItIsTaken) {
     EXPECT_EQ(world.defaults.number("hotkeyKeyCode"), 40);
     press(page, "Start with a keyboard shortcut");
     EXPECT_TRUE(world.shortcuts.registered.empty());
+    world.shortcuts.taken = {{40, 4096 + 2048 + 256}};
+    press(page, "Start with a keyboard shortcut");
+    EXPECT_TRUE(shows(page, "That shortcut is in use or unavailable. Choose another in Settings."));
 }
 
 TEST_F(SettingsTest, TellsWhatADesktopThatAsksItsUserMakesOfTheShortcut) {
@@ -196,6 +199,7 @@ TEST_F(SettingsTest, TellsWhatADesktopThatAsksItsUserMakesOfTheShortcut) {
     }));
     page.showSettings();
     EXPECT_FALSE(find<QCheckBox>(page, "Start with a keyboard shortcut")->isChecked());
+    EXPECT_TRUE(shows(page, "That shortcut is in use or unavailable. Choose another in Settings."));
 }
 
 TEST_F(SettingsTest, StoresTheSensitivityWithinItsRange) {

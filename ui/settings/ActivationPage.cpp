@@ -114,14 +114,22 @@ void ActivationPage::addShortcut() {
     refused = section->addHelp("");
     note = section->addHelp("");
     section->addHelp(shortcutHelp);
-    connect(wanted, &QCheckBox::toggled, this, [this, &state] {
-        state.hotkey().applyFromDefaults();
-        showShortcut("");
+    connect(wanted, &QCheckBox::toggled, this, &ActivationPage::switchShortcut);
+    state.hotkey().onChange([this](const std::string& refusal) {
+        showRefusal(refusal);
+        showShortcut();
     });
-    state.hotkey().onChange([this](const std::string& refusal) { showShortcut(refusal); });
     follow([this] { applyShortcut(); });
     applied = state.hotkey().wantedCombo();
-    showShortcut("");
+    refresh();
+}
+
+// The one that is switched off because it was refused keeps its sentence.
+void ActivationPage::switchShortcut(bool isOn) {
+    if (isOn)
+        showRefusal("");
+    services.state.hotkey().applyFromDefaults();
+    showShortcut();
 }
 
 // Only another shortcut than before, so that one that cannot be had is tried once.
@@ -130,14 +138,16 @@ void ActivationPage::applyShortcut() {
     const auto before = std::exchange(applied, hotkey.wantedCombo());
     if (applied != before)
         hotkey.applyFromDefaults();
+    showShortcut();
+}
+
+void ActivationPage::showShortcut() {
+    showOutcome(*note, noteOn(services.state.hotkey()), Outcome::neutral);
     recorder->showShortcut();
 }
 
-void ActivationPage::showShortcut(const std::string& refusal) {
-    HotkeyManager& hotkey = services.state.hotkey();
-    showOutcome(*refused, qt(refusal), Outcome::bad);
-    showOutcome(*note, noteOn(hotkey), Outcome::neutral);
-    recorder->showShortcut();
+void ActivationPage::showRefusal(const std::string& sentence) {
+    showOutcome(*refused, qt(sentence), Outcome::bad);
 }
 
 void ActivationPage::addStart() {
@@ -156,7 +166,8 @@ void ActivationPage::addStart() {
 }
 
 void ActivationPage::refresh() {
-    showShortcut("");
+    showRefusal("");
+    showShortcut();
 }
 
 } // namespace tavik

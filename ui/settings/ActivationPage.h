@@ -23,7 +23,9 @@ private:
     void addShortcut();
     void addStart();
     void applyShortcut();
-    void showShortcut(const std::string& refusal);
+    void switchShortcut(bool isOn);
+    void showShortcut();
+    void showRefusal(const std::string& sentence);
 
     UiServices& services;
     HotkeyRecorder* recorder = nullptr;
