@@ -162,6 +162,7 @@ TEST_F(SettingsTest, RecordsAShortcutAndKeepsTheOldOneWhenItIsTaken) {
         QTest::mouseClick(recorder, Qt::LeftButton);
         EXPECT_EQ(recorder->text(), "Press keys…");
         QTest::keyClick(recorder, Qt::Key_J); // alone it is no shortcut
+        QTest::keyClick(recorder, Qt::Key_Shift, Qt::ShiftModifier);
         EXPECT_TRUE(recorder->isRecording());
         QTest::keyClick(recorder, static_cast<Qt::Key>(key), modifiers);
         EXPECT_FALSE(recorder->isRecording());

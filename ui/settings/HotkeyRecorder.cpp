@@ -18,6 +18,7 @@ namespace {
 constexpr std::uint32_t escapeKey = 53;
 constexpr std::uint32_t keycodesBeforeEvdev = 8;
 constexpr std::uint32_t firstFunctionSymbol = 0xff00;
+constexpr int lastCharacter = 0xffff;
 
 // A key that types is meant as a place on the keyboard, others by what they do.
 std::optional<Key> keyOf(const QKeyEvent& event) {
@@ -26,8 +27,10 @@ std::optional<Key> keyOf(const QKeyEvent& event) {
         return keyWithKeysym(symbol);
     if (event.nativeScanCode() > keycodesBeforeEvdev)
         return keyWithEvdev(event.nativeScanCode() - keycodesBeforeEvdev);
-    const QString typed = QString(QChar(event.key())).toLower();
-    return keyWithKeysym(typed.isEmpty() ? 0 : typed.front().unicode());
+    // Beyond the characters lie the toolkit's numbers of keys that type nothing, such as Shift.
+    if (event.key() > lastCharacter)
+        return std::nullopt;
+    return keyWithKeysym(QChar(static_cast<char16_t>(event.key())).toLower().unicode());
 }
 
 std::uint32_t modifiersOf(const QKeyEvent& event) {
