@@ -77,9 +77,10 @@ CommandCapture::End CommandCapture::waitForEnd(const std::function<bool()>& isAb
 CommandCapture::End CommandCapture::judge(Clock::Instant started) {
     const auto now = clock.now();
     return state.with([&](const VoiceState& shared) {
+        const auto heard = heardUntil(shared, now);
         if (!shared.heardSpeech)
-            return now >= shared.onsetDeadline ? End::nothingHeard : End::notYet;
-        if (shared.isCommandOver || now - shared.lastVoiceTime >= tuning::END_SILENCE ||
+            return heard >= shared.onsetDeadline ? End::nothingHeard : End::notYet;
+        if (shared.isCommandOver || heard - shared.lastVoiceTime >= tuning::END_SILENCE ||
             now - started >= tuning::MAX_COMMAND)
             return End::complete;
         return End::notYet;

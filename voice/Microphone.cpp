@@ -75,28 +75,36 @@ void Microphone::buildEngine(const std::stop_token& stop) {
 }
 
 AudioDevice Microphone::chooseInput(const std::stop_token& stop) {
-    const std::string saved = services.defaults.string("micDevice").value_or("");
-    return saved.empty() ? defaultInput(stop) : savedInput(saved, stop);
-}
-
-AudioDevice Microphone::savedInput(const std::string& name, const std::stop_token& stop) {
-    const auto inputs = services.audio.inputs(stop);
-    const auto found = std::find_if(inputs.begin(), inputs.end(),
-                                    [&](const AudioDevice& input) { return input.name == name; });
-    if (found == inputs.end()) {
+    const std::string name = savedName();
+    if (name.empty())
+        return defaultInput(stop);
+    const auto saved = connectedInput(name, stop);
+    if (!saved) {
         log(fmt::format("[mic] ⚠ saved device \"{}\" not found — using system default", name));
         callbacks.onNotice(
             fmt::format("Saved mic \"{}\" isn't connected — using the system default input.", name),
             true);
         return defaultInput(stop);
     }
-    if (!services.audio.setDefaultInputConfirmed(*found, stop))
+    if (!services.audio.setDefaultInputConfirmed(*saved, stop))
         throw MicrophoneError(
             fmt::format("Couldn't switch the mic to \"{}\" — the OS never confirmed "
                         "it. Pick another input in Settings.",
                         name));
     log(fmt::format("[mic] input {} (confirmed live)", name));
-    return *found;
+    return *saved;
+}
+
+std::string Microphone::savedName() const {
+    return services.defaults.string("micDevice").value_or("");
+}
+
+std::optional<AudioDevice> Microphone::connectedInput(const std::string& name,
+                                                      std::stop_token stop) {
+    const auto inputs = services.audio.inputs(std::move(stop));
+    const auto found = std::find_if(inputs.begin(), inputs.end(),
+                                    [&](const AudioDevice& input) { return input.name == name; });
+    return found == inputs.end() ? std::nullopt : std::optional(*found);
 }
 
 AudioDevice Microphone::defaultInput(std::stop_token stop) {
@@ -161,9 +169,12 @@ void Microphone::handleTap(Engine& owner, std::span<const float> samples) {
 }
 
 // The server also tells of changes that do not concern us, our own choice of an input among them.
+// The return of the saved device does, though it is not the default one.
 bool Microphone::routeIsUnchanged(const std::stop_token& stop) {
     try {
-        return idOf(services.audio.defaultInput(stop)) == boundInputID &&
+        const auto saved = connectedInput(savedName(), stop);
+        return (!saved || saved->id == boundInputID) &&
+               idOf(services.audio.defaultInput(stop)) == boundInputID &&
                idOf(services.audio.defaultOutput(stop)) == boundOutputID;
     } catch (const AudioError&) {
         return false;

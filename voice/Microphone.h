@@ -41,7 +41,8 @@ private:
 
     void buildEngine(const std::stop_token& stop);
     AudioDevice chooseInput(const std::stop_token& stop);
-    AudioDevice savedInput(const std::string& name, const std::stop_token& stop);
+    std::string savedName() const;
+    std::optional<AudioDevice> connectedInput(const std::string& name, std::stop_token stop);
     AudioDevice defaultInput(std::stop_token stop);
     void open(const AudioDevice& device, const std::stop_token& stop);
     std::unique_ptr<Engine> record(const AudioDevice& device, std::stop_token stop);

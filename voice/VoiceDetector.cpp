@@ -8,11 +8,20 @@ void resetVoiceDetector(VoiceState& state, Clock::Instant now, Clock::Duration o
     state.heardSpeech = false;
     state.isCommandOver = false;
     state.peakLevel = 0;
-    state.lastVoiceTime = now;
+    state.lastBufferTime = state.lastVoiceTime = now;
     state.onsetDeadline = now + onsetTimeout;
 }
 
+Clock::Instant heardUntil(const VoiceState& state, Clock::Instant now) {
+    const auto deaf = now - state.lastBufferTime;
+    return deaf > tuning::DEAF_AFTER && deaf < tuning::DEAF_FOR ? state.lastBufferTime : now;
+}
+
 void detectVoice(VoiceState& state, double level, Clock::Instant now) {
+    const auto missed = now - heardUntil(state, now);
+    state.lastVoiceTime += missed;
+    state.onsetDeadline += missed;
+    state.lastBufferTime = now;
     state.peakLevel = std::max(state.peakLevel, level);
     const double threshold =
         std::max(state.peakLevel * tuning::VOICE_FRACTION, tuning::NOISE_FLOOR_MIN);

@@ -8,9 +8,14 @@ namespace tavik {
 // `onsetTimeout`.
 void resetVoiceDetector(VoiceState& state, Clock::Instant now, Clock::Duration onsetTimeout);
 
+// Until when the command could be heard: `now`, or the last buffer's time while the microphone is
+// being replaced. A microphone that is away for too long counts as silent.
+Clock::Instant heardUntil(const VoiceState& state, Clock::Instant now);
+
 // Notes a buffer of the given level (linear amplitude). It counts as voice when it is at least a
 // fraction of the loudest buffer of the command so far, and above the noise floor. Voice that
-// begins too late, or after the silence that ends a command, ends the command instead.
+// begins too late, or after the silence that ends a command, ends the command instead. The time in
+// which nothing could be heard is no silence.
 void detectVoice(VoiceState& state, double level, Clock::Instant now);
 
 } // namespace tavik

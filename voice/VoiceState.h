@@ -23,6 +23,7 @@ struct VoiceState {
     SampleRing sttRing{tuning::STT_VERIFY_WINDOW};
     Utterance* commandCont = nullptr; // the capture in progress; owned by CommandCapture
     Clock::Instant onsetDeadline{};   // when the command must have begun
+    Clock::Instant lastBufferTime{};  // of the last buffer of this command
     Clock::Instant lastVoiceTime{};   // of the last buffer that counted as voice
     bool heardSpeech = false;         // any voice yet in this command
     bool isCommandOver = false;       // what comes now belongs to it no more

@@ -68,6 +68,7 @@ TEST_F(VoiceLoopTest, KeepsACaptureOverALostMicrophone) {
     ASSERT_TRUE(eventually([&] { return logged("[mic] rebound — session preserved"); }));
     EXPECT_EQ(audio.openedDevice(), "mic.two");
     ASSERT_TRUE(eventually([&] { return speech.spoken().size() == 1; }));
+    EXPECT_GT(listeners.lastCommandSeconds, 3);
 }
 
 TEST_F(VoiceLoopTest, RebuildsOnceForABurstOfRouteChangesAndNotForNothing) {
