@@ -24,6 +24,7 @@ namespace {
 constexpr float quiet = 0.05F; // what the "microphone" hears
 constexpr float loud = 0.4F;   // and what the "usb" one does
 constexpr float between = 0.15F;
+constexpr const char* rebound = "[mic] rebound — session preserved";
 
 class DeafClassifier : public AudioClassifier {
 public:
@@ -244,7 +245,7 @@ TEST_P(SoundDevices, TheDefaultInputIsFollowed) {
     EXPECT_TRUE(hearsMicrophone());
     server->pactl({"set-default-source", "usb"});
     EXPECT_TRUE(hearsUsb());
-    EXPECT_EQ(logged("[mic] rebound — session preserved"), 1);
+    EXPECT_EQ(logged(rebound), 1);
 }
 
 TEST_P(SoundDevices, ACommandGoesOnWhenItsMicrophoneIsPulledOut) {
@@ -257,7 +258,7 @@ TEST_P(SoundDevices, ACommandGoesOnWhenItsMicrophoneIsPulledOut) {
     ASSERT_TRUE(reaches(Kind::listening));
     EXPECT_TRUE(hearsUsb());
     unplug();
-    ASSERT_TRUE(eventually([] { return logged("[mic] rebound — session preserved") == 1; }));
+    ASSERT_TRUE(eventually([] { return logged(rebound) == 1; }));
     const double before = secondsHeard;
     EXPECT_TRUE(eventually([&] { return secondsHeard > before + 0.5; })) << "the command was cut";
     EXPECT_TRUE(speech.spoken().empty());
@@ -279,8 +280,9 @@ TEST_P(SoundDevices, AnAnswerGoesOnWhenTheMicrophoneIsPulledOut) {
     EXPECT_TRUE(hearsUsb());
     fallSilent();
     ASSERT_TRUE(reaches(Kind::speaking));
+    const int rebounds = logged(rebound);
     unplug();
-    ASSERT_TRUE(eventually([] { return logged("[mic] rebound — session preserved") == 1; }));
+    ASSERT_TRUE(eventually([&] { return logged(rebound) > rebounds; }));
     EXPECT_EQ(phase.with([](auto& now) { return now.kind; }), Kind::speaking);
     EXPECT_TRUE(reaches(Kind::listening));
     speakQuietly();
