@@ -56,8 +56,8 @@ def hear(program, model, recordings):
     return out
 
 
-def best_of(net, x, phase):
-    """The highest probability of the looks at x, in torch; the spectrum of x is taken once for all of them."""
+def looks_at(net, x, phase):
+    """The probability at each look at x, in torch; the spectrum of x is taken once for all of them."""
     s = net.spectrum
     padded = np.concatenate([np.zeros(m.WINDOW - phase, np.float32), x])
     with torch.no_grad():
@@ -66,11 +66,32 @@ def best_of(net, x, phase):
         looks = torch.stack([log[:, i:i + m.FRAMES] for i in range(hops, log.shape[1] - m.FRAMES + 1, hops)])
         level = torch.log(looks.mean((1, 2), keepdim=True) + s.TINY)
         spectra = torch.relu(torch.log(looks + s.TINY) - level + s.FLOOR)
-    return float(probabilities(net, states_of(net, spectra.numpy())).max())
+    return probabilities(net, states_of(net, spectra.numpy()))
 
 
 def percent(part, whole):
     return f"{100 * part / whole:.1f}" if whole else "–"
+
+
+def recall_alone(out, work, mixer):
+    """All test phrases, first stage only: the highest look from the s of "Vessa" to REACH after the end."""
+    net, family, rng = m.load(work), mixer.sets["phrase"]["family"], mixer.rng
+    out("\nShare of all test phrases that the first stage alone takes for the phrase, in percent, at " + ", ".join(map(str, SHOWN)) +
+        ":\n\n| | " + " | ".join(f"{GROUPS[f]} ({sum(family == f)})" for f in GROUPS) + f" | all ({len(family)}) |\n| --- |" + " --- |" * (len(GROUPS) + 1))
+    for name in conditions.CONDITIONS:
+        def best(k):
+            mixer.rng = np.random.default_rng([len(name), k])
+            x, s, e = conditions.phrase_recording(mixer, k, name)
+            phase = int(mixer.rng.integers(0, POLL))
+            cut = max(0, int(s) - m.WINDOW) // POLL * POLL
+            p = looks_at(net, x[cut:int(e + REACH * m.RATE)], phase)
+            ends = cut + POLL + phase + np.arange(len(p)) * POLL
+            return p[ends >= s].max(initial=0)
+        p = np.array(each_part(best, len(family)))
+        cells = [" / ".join(percent(np.sum(p[which] >= t), which.sum()) for t in SHOWN)
+                 for which in [family == f for f in GROUPS] + [family != ""]]
+        out(f"| {name} | " + " | ".join(cells) + " |")
+    mixer.rng = rng
 
 
 def recall(program, model, mixer, limit):
@@ -130,7 +151,7 @@ def false_wakes(program, model, work, mixer, hours):
         x = augment.noise(mixer.rng, kind, 120 * m.RATE, mixer.any_speech)
         jobs.append(((x * 0.9 / np.abs(x).max() * 10 ** -mixer.rng.uniform(0, 2)).astype(np.float32), 0))
         meaning.append(("noise", kind))
-        best = each_part(lambda k: best_of(net, *jobs[k]), len(jobs))
+        best = each_part(lambda k: looks_at(net, *jobs[k]).max(), len(jobs))
         worth = [i for i, p in enumerate(best) if p >= WORTH]
         heard = dict(zip(worth, hear(program, model, [jobs[i] for i in worth])))
         out += [(*meaning[i], len(jobs[i][0]) / m.RATE, heard.get(i, [])) for i in range(len(jobs))]
@@ -235,6 +256,7 @@ def main():
         lines.append(line)
 
     mixer = augment.Mixer(work, "test", 11)
+    recall_alone(out, work, mixer)
     table, misheard, early = recall(program, model, mixer, limit)
     print_recall(out, table, early)
     for name in table:
