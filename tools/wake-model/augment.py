@@ -40,6 +40,15 @@ def noise(rng, kind, n, babble=None):
         x = np.sin(2 * np.pi * np.cumsum(f) / RATE) * (0.6 + 0.4 * np.sin(2 * np.pi * rng.uniform(0.5, 8) * t))
     elif kind == "babble":
         x = sum(babble(n) * rng.uniform(0.3, 1) for _ in range(int(rng.integers(3, 8))))
+    elif kind == "two":
+        x = sum(noise(rng, rng.choice(KINDS[:-1]), n, babble) * rng.uniform(0.2, 1) for _ in range(2))
+    elif kind == "beat":   # drums and bass under chords
+        x = noise(rng, "music", n) * rng.uniform(0.2, 1)
+        step = int(RATE * rng.uniform(0.12, 0.3))
+        for i, at in enumerate(range(0, n, step)):
+            k = np.arange(min(step, n - at)) / RATE
+            drum = np.sin(2 * np.pi * 60 * np.exp(-k * 9) * k * 4) if i % 2 == 0 else rng.standard_normal(len(k)) * 0.6
+            x[at:at + len(k)] += 3 * drum * np.exp(-k * rng.uniform(12, 60)) * rng.uniform(0.2, 1)
     elif kind == "bursts":  # speech-like energy without speech: noise in syllable-long pieces
         gate = np.repeat(rng.uniform(0, 1, n // 1600 + 2) ** 2, 1600)[:n]
         b, a = butter(2, sorted(rng.uniform(150, 7000, 2) + [0, 300]), "band", fs=RATE)
@@ -49,15 +58,15 @@ def noise(rng, kind, n, babble=None):
     return x / (np.sqrt(np.mean(x ** 2)) + 1e-9)
 
 
-KINDS = ["white", "pink", "brown", "hum", "clicks", "music", "babble", "babble", "bursts", "sweep"]
+KINDS = ["white", "pink", "pink", "brown", "hum", "clicks", "music", "beat", "babble", "babble", "babble", "bursts", "sweep", "two"]
 
 
-def room(rng, x):
-    """A synthetic room: direct sound, a few reflections, a decaying noise tail."""
-    length = int(RATE * rng.uniform(0.08, 0.45))
+def room(rng, x, far=False):
+    """A synthetic room: direct sound, a few reflections, a decaying noise tail; far off, the tail is as loud as the rest."""
+    length = int(RATE * (rng.uniform(0.25, 0.7) if far else rng.uniform(0.08, 0.45)))
     tail = rng.standard_normal(length) * np.exp(-6.9 * np.arange(length) / length)
     tail[:int(rng.integers(20, 120))] = 0
-    tail *= 10 ** (-rng.uniform(2, 18) / 20) / (np.sqrt(np.sum(tail ** 2)) + 1e-9)
+    tail *= 10 ** (-(rng.uniform(-2, 5) if far else rng.uniform(2, 18)) / 20) / (np.sqrt(np.sum(tail ** 2)) + 1e-9)
     tail[0] = 1.0
     for _ in range(int(rng.integers(0, 5))):
         tail[int(rng.integers(16, length))] += rng.uniform(-0.4, 0.4)
@@ -119,7 +128,7 @@ class Mixer:
         while True:
             family = list(self.families)[rng.choice(len(self.families), p=self.family_p)]
             i = int(rng.choice(self.families[family]))
-            factor = float(np.exp(rng.normal(0, 0.11))) if rng.random() < 0.8 else 1.0
+            factor = float(np.exp(rng.normal(0, 0.13))) if rng.random() < 0.8 else 1.0
             times = self.sets["phrase"]["times"][i] * factor
             if times[2] - times[0] < 1.25 * RATE:
                 x = self.clip("phrase", i)
@@ -149,13 +158,14 @@ class Mixer:
         return out
 
     def clean(self, kind):
+        """A window of the kind, undisturbed; `spoken` is left as the whole clip that it was cut from."""
         rng = self.rng
         if kind == "phrase":                                   # complete, ended up to LAST_GOOD ago
-            x, (h, s, e) = self.pick_phrase()
+            self.spoken, (h, s, e) = x, _ = self.pick_phrase()
             latest = min(LAST_GOOD * RATE, WINDOW - (e - h) + 0.05 * RATE)
             return self.place(x, int(e + rng.uniform(-0.01 * RATE, latest)))
         if kind == "partial":                                  # not complete yet, or cut off
-            x, (h, s, e) = self.pick_phrase()
+            self.spoken, (h, s, e) = x, _ = self.pick_phrase()
             stop = int(rng.uniform(h + 0.1 * RATE, s + 0.25 * (e - s)))
             if rng.random() < 0.5:
                 return self.place(x, stop)
@@ -163,36 +173,45 @@ class Mixer:
             cut[-160:] *= np.linspace(1, 0, min(160, len(cut)))[-len(cut):]
             return self.place(cut, stop + int(rng.uniform(0, 0.8) * RATE))
         if kind == "tail":                                     # "Vessa" without "Hey"
-            x, (h, s, e) = self.pick_phrase()
+            self.spoken, (h, s, e) = x, _ = self.pick_phrase()
             x = x[int(h + 0.55 * max(s - h - 0.16 * RATE, 0)):]
             return self.place(x, int(min(len(x), e - h) + rng.uniform(0, 0.4) * RATE))
         if kind in ("generic", "near", "speech"):
             tag = kind if kind != "speech" else ("near" if rng.random() < 0.4 else "generic")
             x = self.clip("speech", int(rng.choice(self.tags[tag])))
             if rng.random() < 0.6:
-                x = self.stretch(x, float(np.exp(rng.normal(0, 0.11))))
+                x = self.stretch(x, float(np.exp(rng.normal(0, 0.13))))
+            self.spoken = x
             return self.place(x, int(rng.uniform(0.4 * RATE, len(x) + 0.5 * RATE)))
         raise ValueError(kind)
 
-    def window(self, kind):
+    def noise(self):
         rng = self.rng
+        return self.loudness(noise(rng, rng.choice(KINDS), WINDOW, self.any_speech) *
+                             rng.choice([0, 1], p=[0.04, 0.96]) + rng.choice([0, 0, 0, 0.3]))
+
+    def disturbed(self, kind):
+        """A window and its clean original; for noise there is none."""
         if kind == "noise":
-            return self.loudness(noise(rng, rng.choice(KINDS), WINDOW, self.any_speech) *
-                                 rng.choice([0, 1], p=[0.04, 0.96]) + rng.choice([0, 0, 0, 0.3]))
-        return self.disturb(self.clean(kind), 2 if kind == "phrase" else 0)
+            return self.noise(), None
+        x = self.clean(kind)
+        return self.disturb(x, 3 if kind == "phrase" else 0), x
+
+    def window(self, kind):
+        return self.disturbed(kind)[0]
 
     def disturb(self, x, least_snr=0):
         rng = self.rng
-        if rng.random() < 0.4:
-            x = room(rng, x)
+        if rng.random() < 0.45:
+            x = room(rng, x, rng.random() < 0.3)
         if rng.random() < 0.5:
             x = equalise(rng, x)
         if rng.random() < 0.3:
             x = colour(rng, x)
-        if rng.random() < 0.65:
+        if rng.random() < 0.7:
             n = noise(rng, rng.choice(KINDS), WINDOW, self.any_speech)
             power = np.mean(x[np.abs(x) > 0.01] ** 2) if np.any(np.abs(x) > 0.01) else 1e-3
-            x = x + n * np.sqrt(power) * 10 ** (-rng.uniform(least_snr, 40) / 20)
+            x = x + n * np.sqrt(power) * 10 ** (-rng.uniform(least_snr, 32) / 20)
         return self.loudness(x)
 
     def loudness(self, x):

@@ -1,4 +1,7 @@
-"""Speak all clips: synthesise.py WORK_DIR.  Writes {train,eval}_{phrase,speech}.npz (16 kHz int16, with times)."""
+"""Speak all clips: synthesise.py WORK_DIR [SPLIT ...].  Writes {train,dev,test}_{phrase,speech}.npz (16 kHz int16, with times).
+
+Whole voices are kept apart: "train" makes the weights, "dev" every decision, "test" only the last table.
+"""
 import os
 import random
 import sys
@@ -12,22 +15,30 @@ import voices
 SEED = 20240611
 ACCENTS = ["en-us", "en-us", "en-us", "en", "en", "en-gb-x-rp", "en-gb-x-gbclan", "en-us-nyc"]  # "en" is British; the
                                                                         # West Midlands voice drops its h
-HELD_ACCENTS = ["en-gb-scotland", "en-029"]
+HELD_ACCENTS = {"dev": ["en-gb-scotland"], "test": ["en-029"]}
 VARIANTS = ["", "", "", "f1", "f3", "f3", "f5", "m1", "m2", "m3", "m5", "m6", "m8", "adam", "Alex", "Andy", "Annie", "antonio",
             "aunty", "belinda", "benjamin", "boris", "caleb", "david", "Denis", "Diogo", "ed", "edward", "edward2",
             "Gene", "Gene2", "Henrique", "Hugo", "iven", "iven2", "Jacky", "Lee", "marcelo", "Marco",
             "max", "michel", "miguel", "mike", "Nguyen", "pablo", "paul", "pedro", "quincy", "rob", "robert",
             "steph", "steph2", "steph3", "Storm", "travis", "zac", "anika", "norbert", "sandro", "shelby", "klatt",
             "klatt2", "klatt4", "grandma", "grandpa", "whisper", "croak", "AnxiousAndy"]
-HELD_VARIANTS = ["f2", "f4", "m4", "m7", "Andrea", "linda", "Alicia", "victor", "Michael", "John", "Mario", "klatt3"]
+HELD_VARIANTS = {"dev": ["f2", "m4", "Andrea", "victor", "John", "klatt3"],
+                 "test": ["f4", "m7", "linda", "Alicia", "Michael", "Mario"]}
 FOREIGN = ["de", "fr-fr", "it", "es", "nl", "pl", "sv", "da", "nb", "fi", "pt", "pt-br", "cs", "hu", "el", "ro", "tr", "hi"]
-HELD_FOREIGN = ["es-419", "et", "sk"]
+HELD_FOREIGN = {"dev": ["sk"], "test": ["es-419", "et"]}
 FOREIGN_PHRASES = ["[[h'eI v'Es@]]", "[[h'eI v'Esa]]", "[[heI v'Es@]]", "[[h'eI_:v'Es@]]", "[[h'e v'Es@]]"]
 ENGLISH_PHONES = ["[[h'eI v'EsV]]", "[[heI v'Es@]]", "[[h'eI_: v'Es@]]", "[[h'eI v'Esa#]]"]
-FLITE = {"train": ["slt", "rms", "awb", "kal16"], "eval": []}
-FESTIVAL = {"train": ["cmu_us_slt_arctic_hts", "kal_diphone"], "eval": ["ked_diphone"]}
+FLITE = {"train": ["slt", "rms", "awb"], "dev": [], "test": []}
+FESTIVAL = {"train": ["cmu_us_slt_arctic_hts"], "dev": ["kal_diphone"], "test": ["ked_diphone"]}
 # Recorded people whose languages spell the phrase with nearly the same sounds.
-ABROAD = {"train": ["czech_dita", "czech_krb", "czech_ph", "hy_fi_mv_diphone", "suo_fi_lj_diphone"], "eval": ["czech_machac"]}
+ABROAD = {"train": ["czech_dita", "czech_krb", "czech_ph", "hy_fi_mv_diphone"], "dev": ["suo_fi_lj_diphone"],
+          "test": ["czech_machac"]}
+# Recorded people whose languages lack a sound of the phrase: they say other things only.
+OTHERS = {"train": ["lp_diphone", "upc_ca_ona_hts"], "dev": [], "test": ["pc_diphone", "msu_ru_nsh_clunits"]}
+# Clips: phrases by espeak-ng (others in proportion), ordinary and nearly right speech.
+AMOUNTS = {"dev": (400, 1500, 900), "test": (500, 6600, 1500), "train": (3000, 5500, 5500)}
+# Shares of ordinary speech by espeak-ng and flite (slow); Festival speaks the rest.
+SHARES = {"dev": (0.6, 0.0), "test": (0.6, 0.0), "train": (0.8, 0.1)}
 
 
 def phrase_times(phones):
@@ -84,9 +95,9 @@ def espeak_voice(rng, split):
     if split == "train":
         accent, variant = rng.choice(ACCENTS), rng.choice(VARIANTS)
     elif rng.random() < 0.75:
-        accent, variant = rng.choice(ACCENTS + HELD_ACCENTS), rng.choice(HELD_VARIANTS)
+        accent, variant = rng.choice(ACCENTS + HELD_ACCENTS[split]), rng.choice(HELD_VARIANTS[split])
     else:
-        accent, variant = rng.choice(HELD_ACCENTS), ""
+        accent, variant = rng.choice(HELD_ACCENTS[split]), ""
     return accent + ("+" + variant if variant else "")
 
 
@@ -102,53 +113,57 @@ def phrases(espeak, split, rng, n):
         text = rng.choice(ENGLISH_PHONES) if rng.random() < 0.12 else phrase_text(rng)
         clips.add(espeak.speak(text, voice, **manner(rng)), voice, "espeak", text, True)
     for _ in range(n // 4):
-        base = rng.choice(FOREIGN if split == "train" else HELD_FOREIGN)
-        variant = rng.choice([v for v in VARIANTS if v] if split == "train" else HELD_VARIANTS)
+        base = rng.choice(FOREIGN if split == "train" else HELD_FOREIGN[split])
+        variant = rng.choice([v for v in VARIANTS if v] if split == "train" else HELD_VARIANTS[split])
         text = rng.choice(FOREIGN_PHRASES)
         clips.add(espeak.speak(text, f"{base}+{variant}", **manner(rng)), f"{base}+{variant}", "espeak-foreign", text, True)
     for voice in FLITE[split]:
-        for _ in range(n // 10):
+        for _ in range(n // 8):
             text = phrase_text(rng)
             clips.add(voices.flite(text, voice, round(rng.uniform(0.75, 1.35), 2)), "flite-" + voice, "flite-" + voice, text, True)
     for voice in FESTIVAL[split]:
-        jobs = [(phrase_text(rng), rng.uniform(0.8, 1.3)) for _ in range(n // 10)]
+        jobs = [(phrase_text(rng), rng.uniform(0.8, 1.3)) for _ in range(n // 8)]
         for job, spoken in zip(jobs, voices.festival(jobs, voice)):
             clips.add(spoken, "festival-" + voice, "festival-" + voice, job[0], True)
     for voice in ABROAD[split]:
         hey = "hei" if "_fi_" in voice else "hej"
         jobs = [(hey + rng.choice([" vesa", " vesa", ", vesa"]) + rng.choice(["", ".", ". "  + texts.abroad(rng, hey), " " + texts.abroad(rng, hey)]),
-                 rng.uniform(0.8, 1.4)) for _ in range(n // 14)]
+                 rng.uniform(0.8, 1.4)) for _ in range(n // 10)]
         for job, spoken in zip(jobs, voices.festival(jobs, voice)):
             clips.add(spoken, voice, voice, job[0], True)
     return clips
 
 
 def speech(espeak, split, rng, n_generic, n_near):
-    clips, prose = Clips(), texts.licence_sentences(split)
-    for count, source, tag in ((n_generic, lambda: texts.generic(rng, prose), "generic"),
-                               (n_near, lambda: texts.near_miss(rng), "near")):
+    clips, prose, lexicon = Clips(), texts.licence_sentences(split), texts.Lexicon(split)
+    for count, source, tag in ((n_generic, lambda: texts.generic(rng, prose, lexicon), "generic"),
+                               (n_near, lambda: texts.near_miss(rng, lexicon), "near")):
         festival_jobs = {v: [] for v in FESTIVAL[split]}
         for i in range(count):
             text, k = source(), rng.random()
-            if k < 0.6:
+            if k < SHARES[split][0]:
                 voice = espeak_voice(rng, split)
                 clips.add(espeak.speak(text, voice, **manner(rng)), voice, tag, text, False)
-            elif k < 0.88 and FLITE[split]:
+            elif k < sum(SHARES[split]):
                 voice = rng.choice(FLITE[split])
                 clips.add(voices.flite(text, voice, round(rng.uniform(0.75, 1.3), 2)), "flite-" + voice, tag, text, False)
             else:
                 festival_jobs[rng.choice(FESTIVAL[split])].append((text, rng.uniform(0.8, 1.3)))
-        for voice, jobs in festival_jobs.items():
-            for job, spoken in zip(jobs, voices.festival(jobs, voice)):
-                clips.add(spoken, "festival-" + voice, tag, job[0], False)
-    for voice in ABROAD[split]:
-        hey = "hei" if "_fi_" in voice else "hej"
-        for tag, share in (("generic", 25), ("near", 15)):
-            jobs = [(texts.abroad(rng, hey) if tag == "generic" else texts.abroad_near(rng, hey), rng.uniform(0.7, 1.3))
-                    for _ in range(n_generic // share)]
-            for job, spoken in zip(jobs, voices.festival(jobs, voice)):
-                clips.add(spoken, voice, tag, job[0], False)
+        speak_all(clips, festival_jobs, tag, "festival-")
+    for tag, share in (("generic", 20), ("near", 15)):
+        jobs = {}
+        for voice in ABROAD[split] + OTHERS[split]:
+            hey = "hei" if "_fi_" in voice else "hej"
+            source = texts.abroad if tag == "generic" else texts.abroad_near
+            jobs[voice] = [(texts.in_script(source(rng, hey), voice), rng.uniform(0.7, 1.3)) for _ in range(n_generic // share)]
+        speak_all(clips, jobs, tag, "")
     return clips
+
+
+def speak_all(clips, jobs, tag, prefix):
+    for voice, todo in jobs.items():
+        for job, spoken in zip(todo, voices.festival(todo, voice)):
+            clips.add(spoken, prefix + voice, tag, job[0], False)
 
 
 def main():
@@ -156,11 +171,12 @@ def main():
     os.makedirs(work, exist_ok=True)
     espeak = voices.Espeak()
     began = time.time()
-    for i, split in enumerate(("eval", "train")):
+    for i, (split, (n_phrases, n_generic, n_near)) in enumerate(AMOUNTS.items()):
+        if split not in (sys.argv[2:] or AMOUNTS):
+            continue
         rng = random.Random(SEED + i)
-        big = split == "train"
-        phrases(espeak, split, rng, 3000 if big else 500).save(f"{work}/{split}_phrase.npz")
-        speech(espeak, split, rng, 4500 if big else 2200, 3200 if big else 700).save(f"{work}/{split}_speech.npz")
+        phrases(espeak, split, rng, n_phrases).save(f"{work}/{split}_phrase.npz")
+        speech(espeak, split, rng, n_generic, n_near).save(f"{work}/{split}_speech.npz")
         print(f"{split}: {time.time() - began:.0f} s", flush=True)
 
 

@@ -2,6 +2,7 @@
 import os
 import random
 import re
+import zlib
 
 PHRASE_FORMS = ["Hey Vessa", "Hey Vessa!", "Hey, Vessa", "Hey Vessa?", "hey Vessa."]
 
@@ -39,7 +40,8 @@ stay away from the vessel|we invested everything|the weather is better|they have
 it is a very messy desk|that is a separate question|half past seven|leave a message after the tone|yes, of course
 his vest and her dress|he pays for everything|a new version has been released|she says that every day|let me check|sure thing""".replace("\n", "|").split("|")
 
-LICENCES = {"train": ["GPL-3", "GFDL-1.3", "LGPL-2.1"], "eval": ["MPL-2.0", "Apache-2.0", "CC0-1.0", "Artistic"]}
+LICENCES = {"train": ["GPL-3", "GFDL-1.3", "LGPL-2.1"], "dev": ["Apache-2.0"], "test": ["MPL-2.0", "CC0-1.0", "Artistic"]}
+DICTIONARY = "/usr/share/pocketsphinx/model/en-us/cmudict-en-us.dict"
 ONSETS = "b|d|f|g|h|k|l|m|n|p|r|s|t|v|w|ch|sh|th|st|tr|br|pl|gr|fl|sk|j|z|".split("|")
 VOWELS = "a|e|i|o|u|ee|oo|ai|ou|ar|or|er".split("|")
 CODAS = "|n|s|t|l|m|k|r|st|nd|ss|d|v|x".split("|")
@@ -81,31 +83,61 @@ def abroad_near(rng, hey):
     return f"{lead} {word}" + (" " + abroad(rng, hey) if rng.random() < 0.4 else "")
 
 
-def generic(rng: random.Random, prose):
+class Lexicon:
+    """A share of the words of the pronouncing dictionary, and those of them that sound a little like "Vessa"."""
+
+    ALIKE = re.compile(r"^((\w+ )?[VBFWM]|DH|\w+ [PLRTDN]) (EH|IH|AE|EY|AH) (S|Z|SH|TH|T S)( (AH|ER|IH|AO|OW|IY|L|M|T|T ER|AH \w+))?$")
+
+    def __init__(self, split):
+        self.words, self.alike = [], []
+        for line in open(DICTIONARY, encoding="utf-8", errors="ignore"):
+            word, phones = line.strip().split(" ", 1)
+            if not word.isalpha() or word in ("vessa", "vesa", "wessa") or phones.endswith("V EH S AH"):
+                continue
+            share = zlib.crc32(word.encode()) % 10             # each word is read in one split only
+            if split == ("train" if share < 6 else "dev" if share < 7 else "test"):
+                self.words.append(word)
+                if self.ALIKE.match(phones):
+                    self.alike.append(word)
+
+
+def generic(rng: random.Random, prose, lexicon):
     k = rng.random()
-    if k < 0.30:
+    if k < 0.20:
         return " ".join([rng.choice(SUBJECTS), rng.choice(VERBS), rng.choice(OBJECTS), rng.choice(PLACES)])
-    if k < 0.50:
+    if k < 0.32:
         return rng.choice(COMMANDS).format(rng.choice(WORDS))
-    if k < 0.62:
+    if k < 0.40:
         return rng.choice(SMALL_TALK)
     if k < 0.70:
-        return " ".join(rng.choice(WORDS) for _ in range(6))
-    if k < 0.78:
+        return " ".join(rng.choice(lexicon.words) for _ in range(6))
+    if k < 0.76:
         return " ".join(pseudo_word(rng) for _ in range(5))
     return rng.choice(prose)
 
 
-def near_miss(rng: random.Random):
+def near_miss(rng: random.Random, lexicon):
     k = rng.random()
-    if k < 0.62:
+    if k < 0.40:
         text = rng.choice(NEAR_MISSES)
-    elif k < 0.78:
+    elif k < 0.50:
         text = "hey " + pseudo_word(rng)
+    elif k < 0.60:
+        text = "hey " + rng.choice(WORDS + lexicon.words[:len(WORDS)])
     elif k < 0.90:
-        text = "hey " + rng.choice(WORDS)
+        text = rng.choice(["hey", "hey", "hey", "hey,", "a", "they", "say", "pay", "day"]) + " " + rng.choice(lexicon.alike)
     else:
         text = rng.choice(["say", "they", "way", "day", "may", "a", "the", "hi"]) + " " + rng.choice(NEAR_MISSES)
         if re.search(r"hey,? vessa", text, re.I):
             text = "hey there"
     return text + (", " + rng.choice(FOLLOW_ONS) if rng.random() < 0.4 else "")
+
+
+CYRILLIC = dict(zip("abcdefghijklmnopqrstuvwxyz", "а б к д э ф г х и й к л м н о п к р с т у в в х ы з".split()))
+
+
+def in_script(text, voice):
+    """The text in the letters that the voice can read."""
+    if "_ru_" not in voice:
+        return text
+    return "".join(CYRILLIC.get(c, c if c in " ,." else "") for c in text.lower())
