@@ -5,11 +5,10 @@
 #include "memory/MemoryDatabase.h"
 #include "memory/Summarizer.h"
 #include "platform/concurrency/MainQueue.h"
-#include "platform/inference/AudioClassifier.h"
+#include "tests/voice/DeafClassifier.h"
 #include "voice/VoiceTuning.h"
 
 #include <QCoreApplication>
-#include <array>
 #include <fmt/format.h>
 
 namespace tavik {
@@ -29,14 +28,6 @@ class CommandTranscriber : public Transcriber {
 public:
     std::uint32_t sampleRate() const override { return tuning::SAMPLE_RATE; }
     std::unique_ptr<Utterance> begin() override { return std::make_unique<SpokenCommand>(); }
-};
-
-class DeafClassifier : public AudioClassifier {
-public:
-    std::span<const float> classify(std::span<const float>) override { return probabilities; }
-
-private:
-    std::array<float, 2> probabilities{1, 0};
 };
 
 class PatientBrain : public Brain {

@@ -2,6 +2,7 @@
 #include "app/Log.h"
 #include "platform/audio/AudioServer.h"
 #include "platform/concurrency/Clock.h"
+#include "tests/voice/DeafClassifier.h"
 #include "tests/voice/VoiceWorld.h"
 #include "tools/stand-ins/services/PrivatePipeWire.h"
 #include "tools/stand-ins/services/PrivatePulseAudio.h"
@@ -25,14 +26,6 @@ constexpr float quiet = 0.05F; // what the "microphone" hears
 constexpr float loud = 0.4F;   // and what the "usb" one does
 constexpr float between = 0.15F;
 constexpr const char* rebound = "[mic] rebound — session preserved";
-
-class DeafClassifier : public AudioClassifier {
-public:
-    std::span<const float> classify(std::span<const float>) override { return probabilities; }
-
-private:
-    std::array<float, 2> probabilities{1, 0};
-};
 
 // Understands the same whatever is said, and tells how long it was said for.
 class ListeningTranscriber : public Transcriber {
@@ -133,6 +126,15 @@ protected:
         server->pactl({"unload-module", plugged[0]});
     }
     void speakQuietly() { microphoneSpeaker = play("microphone-feed", "quiet"); }
+    bool hearsACommandFromUsb() {
+        plugIn();
+        server->pactl({"set-default-source", "usb"});
+        start();
+        if (!reaches(Kind::idle))
+            return false;
+        loop->triggerSession();
+        return reaches(Kind::listening) && hearsUsb();
+    }
     void fallSilent() {
         usbSpeaker.reset();
         microphoneSpeaker.reset();
@@ -250,13 +252,7 @@ TEST_P(SoundDevices, TheDefaultInputIsFollowed) {
 
 TEST_P(SoundDevices, ACommandGoesOnWhenItsMicrophoneIsPulledOut) {
     brain->will("It is nine.");
-    plugIn();
-    server->pactl({"set-default-source", "usb"});
-    start();
-    ASSERT_TRUE(reaches(Kind::idle));
-    loop->triggerSession();
-    ASSERT_TRUE(reaches(Kind::listening));
-    EXPECT_TRUE(hearsUsb());
+    ASSERT_TRUE(hearsACommandFromUsb());
     unplug();
     ASSERT_TRUE(eventually([] { return logged(rebound) == 1; }));
     const double before = secondsHeard;
@@ -271,13 +267,7 @@ TEST_P(SoundDevices, AnAnswerGoesOnWhenTheMicrophoneIsPulledOut) {
     for (int word = 0; word < 60; ++word)
         longAnswer += "on ";
     brain->will(longAnswer);
-    plugIn();
-    server->pactl({"set-default-source", "usb"});
-    start();
-    ASSERT_TRUE(reaches(Kind::idle));
-    loop->triggerSession();
-    ASSERT_TRUE(reaches(Kind::listening));
-    EXPECT_TRUE(hearsUsb());
+    ASSERT_TRUE(hearsACommandFromUsb());
     fallSilent();
     ASSERT_TRUE(reaches(Kind::speaking));
     const int rebounds = logged(rebound);
