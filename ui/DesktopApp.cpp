@@ -18,6 +18,7 @@
 #include <QApplication>
 #include <QSessionManager>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <memory>
 
@@ -39,6 +40,14 @@ void endWithTheDisplay() {
     runningApp().reset();
     TavikLog::flush();
     std::_Exit(EXIT_FAILURE);
+}
+
+// Qt tells of it right before it ends the program, when the objects that our threads work with are
+// all there; at the exit the ones that were made last have gone already.
+void noticeLostDisplay(QtMsgType type, const QMessageLogContext& context, const QString& message) {
+    std::fprintf(stderr, "%s\n", qUtf8Printable(qFormatLogMessage(type, context, message)));
+    if (message.contains("connection broke"))
+        endWithTheDisplay();
 }
 
 void prepare(QApplication& application) {
@@ -97,6 +106,7 @@ void runDesktop(int argumentCount, char** arguments) {
     prepare(application);
     const QtMainQueue mainQueue;
     runningApp() = std::make_unique<TavikApp>();
+    qInstallMessageHandler(noticeLostDisplay);
     std::atexit(endWithTheDisplay);
     run(*runningApp());
     runningApp().reset();
