@@ -25,18 +25,12 @@ void AppState::boot() {
 
 VoiceCallbacks AppState::callbacks() {
     return VoiceCallbacks{
-        .onPhase = [this](const TavikPhase& phase) { onMain([=, this] { showPhase(phase); }); },
+        .onPhase =
+            [this](const TavikPhase& phase) { onMain.async([=, this] { showPhase(phase); }); },
         .onNotice = [this](const std::string& text, bool) { notify(text); },
         .onLevel = [this](float level) { latestLevel = level; },
-        .onPauseListening = [this] { onMain([this] { stopListening(); }); },
+        .onPauseListening = [this] { onMain.async([this] { stopListening(); }); },
     };
-}
-
-void AppState::onMain(std::function<void()> job) {
-    MainQueue::shared().async([alive = std::weak_ptr(life), job = std::move(job)] {
-        if (!alive.expired())
-            job();
-    });
 }
 
 void AppState::showPhase(const TavikPhase& phase) {
@@ -50,7 +44,7 @@ void AppState::showPhase(const TavikPhase& phase) {
 
 void AppState::notify(const std::string& sentence) {
     log("[tavik] " + sentence);
-    onMain([=, this] { showNotice(sentence); });
+    onMain.async([=, this] { showNotice(sentence); });
 }
 
 void AppState::showNotice(const std::string& sentence) {
@@ -91,7 +85,7 @@ void AppState::pauseListening(Clock::Duration duration) {
         } catch (const Cancelled&) {
             return;
         }
-        onMain([this] {
+        onMain.async([this] {
             if (wanted == Listening::paused)
                 startListening();
         });

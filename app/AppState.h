@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/HotkeyManager.h"
+#include "platform/concurrency/MainJobs.h"
 #include "voice/VoiceLoop.h"
 
 #include <atomic>
@@ -64,7 +65,6 @@ public:
 
 private:
     VoiceCallbacks callbacks();
-    void onMain(std::function<void()> job);
     void listen(Listening choice);
     void showPhase(const TavikPhase& phase);
 
@@ -74,7 +74,7 @@ private:
     TavikPhase currentPhase;
     std::string lastNotice;
     std::atomic<float> latestLevel = 0;
-    std::shared_ptr<char> life = std::make_shared<char>(); // jobs that come later do nothing
+    MainJobs onMain;
     HotkeyManager hotkeyManager;
     std::jthread pause;
     std::unique_ptr<VoiceLoop> loop; // last: it uses the above

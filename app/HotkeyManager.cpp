@@ -2,7 +2,6 @@
 
 #include "app/Hotkey.h"
 #include "app/Log.h"
-#include "platform/concurrency/MainQueue.h"
 #include "platform/defaults/UserDefaults.h"
 
 #include <cmath>
@@ -45,6 +44,10 @@ std::optional<HotkeyManager::Combo> HotkeyManager::wantedCombo() const {
     return Combo{static_cast<std::uint32_t>(keyCode), static_cast<std::uint32_t>(modifiers)};
 }
 
+std::optional<HotkeyManager::Combo> HotkeyManager::activeCombo() const {
+    return used.registration ? std::optional(used.combo) : std::nullopt;
+}
+
 void HotkeyManager::applyFromDefaults() {
     if (!defaults.boolean("hotkeyEnabled").value_or(true)) {
         unregister();
@@ -55,11 +58,11 @@ void HotkeyManager::applyFromDefaults() {
         return;
     }
     const auto wanted = wantedCombo();
-    if (!wanted || (awaitsTheUser() ? wanted == asked.combo : wanted == active))
+    if (!wanted || (awaitsTheUser() ? wanted == asked.combo : wanted == activeCombo()))
         return;
     try {
         asked = {};
-        if (wanted != active)
+        if (wanted != activeCombo())
             use(*wanted);
     } catch (const ShortcutError& error) {
         failed(error);
@@ -69,7 +72,6 @@ void HotkeyManager::applyFromDefaults() {
 void HotkeyManager::unregister() {
     asked = {};
     used = {};
-    active.reset();
 }
 
 // The new one is had before the old one goes.
@@ -86,24 +88,19 @@ void HotkeyManager::use(const Combo& combo) {
 
 void HotkeyManager::keep(Registered added) {
     used = std::move(added);
-    active = used.combo;
-    log("[hotkey] registered " + describe(*active));
+    log("[hotkey] registered " + describe(used.combo));
 }
 
 ShortcutEvents HotkeyManager::eventsOf(int number) {
-    return {
-        .pressed = [this] { onMain([this] { actions.onTrigger(); }); },
-        .granted = [this, number](
-                       const std::string& keys) { onMain([=, this] { granted(number, keys); }); },
-        .lost = [this, number](
-                    const ShortcutError& error) { onMain([=, this] { lost(number, error); }); }};
-}
-
-void HotkeyManager::onMain(std::function<void()> job) {
-    MainQueue::shared().async([alive = std::weak_ptr(life), job = std::move(job)] {
-        if (!alive.expired())
-            job();
-    });
+    return {.pressed = [this] { onMain.async([this] { actions.onTrigger(); }); },
+            .granted =
+                [this, number](const std::string& keys) {
+                    onMain.async([=, this] { granted(number, keys); });
+                },
+            .lost =
+                [this, number](const ShortcutError& error) {
+                    onMain.async([=, this] { lost(number, error); });
+                }};
 }
 
 void HotkeyManager::granted(int number, const std::string& keys) {
@@ -120,9 +117,7 @@ void HotkeyManager::lost(int number, const ShortcutError& error) {
     if (number != gone.number)
         return;
     gone = {};
-    if (!used.registration)
-        active.reset();
-    if (error.status == ShortcutError::noService && !active)
+    if (error.status == ShortcutError::noService && !used.registration)
         goOnWithout();
     else
         failed(error);
@@ -139,6 +134,7 @@ void HotkeyManager::goOnWithout() {
 
 void HotkeyManager::failed(const ShortcutError& error) {
     log("[hotkey] register failed: OSStatus " + std::to_string(error.status));
+    const auto active = activeCombo();
     if (active) {
         defaults.set("hotkeyKeyCode", active->keyCode);
         defaults.set("hotkeyModifiers", active->modifiers);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/concurrency/MainJobs.h"
 #include "platform/hotkey/GlobalShortcuts.h"
 
 #include <cstdint>
@@ -52,7 +53,7 @@ public:
     bool asksTheUser() const { return shortcuts && shortcuts->asksTheUser(); }
     bool awaitsTheUser() const { return asked.registration != nullptr; }
     // What is registered.
-    const std::optional<Combo>& activeCombo() const { return active; }
+    std::optional<Combo> activeCombo() const;
     // Its keys, in the words of a desktop that asks its user; empty when that has none.
     const std::string& keysOfDesktop() const { return used.keys; }
     // What the settings want; nothing when a number is none that a key or its modifiers can have.
@@ -75,17 +76,15 @@ private:
     void goOnWithout();
     void failed(const ShortcutError& error);
     ShortcutEvents eventsOf(int number);
-    void onMain(std::function<void()> job);
 
     std::unique_ptr<GlobalShortcuts> shortcuts;
     UserDefaults& defaults;
     const Actions actions;
     std::function<void(const std::string&)> changed = [](const std::string&) {};
-    std::optional<Combo> active;
-    std::shared_ptr<char> life = std::make_shared<char>(); // what comes later does nothing
     int numbers = 0;
     Registered used;
     Registered asked; // of the desktop, which has not answered
+    MainJobs onMain;  // last: its jobs use the above
 };
 
 } // namespace tavik

@@ -4,7 +4,6 @@
 #include "app/Log.h"
 #include "mcp/MCPHub.h"
 #include "mcp/server/MCPServer.h"
-#include "platform/concurrency/MainQueue.h"
 #include "platform/defaults/UserDefaults.h"
 #include "platform/desktop/BoundedCall.h"
 #include "platform/desktop/DesktopContext.h"
@@ -22,14 +21,10 @@ TavikApp::TavikApp(WithUpdater withUpdater)
     : keyMigration(migrateKeysMeanwhile()) {
     prepareDesktopContext();
     // The memory may have something to tell before the state is made and after it is gone.
-    appServices = std::make_unique<AppServices>(
-        [this, alive = std::weak_ptr(life)](const std::string& sentence) {
-            log("[tavik] " + sentence);
-            MainQueue::shared().async([=, this] {
-                if (!alive.expired())
-                    appState->showNotice(sentence);
-            });
-        });
+    appServices = std::make_unique<AppServices>([this](const std::string& sentence) {
+        log("[tavik] " + sentence);
+        onMain.async([=, this] { appState->showNotice(sentence); });
+    });
     appState = std::make_unique<AppState>(appServices->forVoice(),
                                           makeGlobalShortcuts({"ai.tavik", "Talk to Tavik"}));
     appState->boot();
@@ -43,7 +38,6 @@ TavikApp::TavikApp(WithUpdater withUpdater)
 TavikApp::~TavikApp() {
     updater.reset();
     endServices();
-    life.reset();
     appState.reset();
 }
 

@@ -3,6 +3,7 @@
 #include "app/AppServices.h"
 #include "app/AppState.h"
 #include "app/AppUpdater.h"
+#include "platform/concurrency/MainJobs.h"
 #include "platform/concurrency/Task.h"
 
 #include <memory>
@@ -27,7 +28,7 @@ public:
     AppServices& services() { return *appServices; }
 
 private:
-    std::shared_ptr<char> life = std::make_shared<char>();
+    MainJobs onMain;
     Task<void> keyMigration;
     std::unique_ptr<AppServices> appServices;
     std::unique_ptr<AppState> appState;
