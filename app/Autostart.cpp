@@ -2,8 +2,8 @@
 
 #include "app/Paths.h"
 #include "platform/files/AtomicFile.h"
+#include "platform/text/Environment.h"
 
-#include <cstdlib>
 #include <filesystem>
 #include <fmt/format.h>
 
@@ -12,9 +12,9 @@ namespace tavik::Autostart {
 namespace {
 
 std::string entryPath() {
-    const char* folder = std::getenv("XDG_CONFIG_HOME");
-    const std::string configuration = folder && *folder ? folder : pathInHome(".config");
-    return configuration + "/autostart/ai.tavik.desktop";
+    const std::string configuration = environmentValue("XDG_CONFIG_HOME");
+    return (configuration.empty() ? pathInHome(".config") : configuration) +
+           "/autostart/ai.tavik.desktop";
 }
 
 // A path in quotes, as such entries have it.

@@ -6,9 +6,9 @@
 #include "mcp/server/ListeningSocket.h"
 #include "platform/concurrency/StopSignal.h"
 #include "platform/concurrency/ThreadName.h"
+#include "platform/text/Environment.h"
 
 #include <array>
-#include <cstdlib>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -67,8 +67,8 @@ FileDescriptor connectToFirst() {
 // Wayland's and X11's.
 std::string activationToken() {
     for (const char* name : {"XDG_ACTIVATION_TOKEN", "DESKTOP_STARTUP_ID"})
-        if (const char* token = std::getenv(name))
-            return std::string(token).substr(0, longestToken - 1);
+        if (const std::string token = environmentValue(name); !token.empty())
+            return token.substr(0, longestToken - 1);
     return "";
 }
 

@@ -4,16 +4,15 @@
 #include "app/Paths.h"
 #include "mcp/server/MCPServer.h"
 #include "platform/concurrency/Clock.h"
-
-#include <cstdlib>
+#include "platform/text/Environment.h"
 
 namespace tavik {
 
 namespace {
 
 bool hasSocketOfItsOwn() {
-    const char* path = std::getenv("TAVIK_MCP_SOCKET");
-    return path && *path && path != defaultSocketPath();
+    const std::string path = environmentValue("TAVIK_MCP_SOCKET");
+    return !path.empty() && path != defaultSocketPath();
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "app/Paths.h"
 
-#include <cstdlib>
+#include "platform/text/Environment.h"
+
 #include <filesystem>
 #include <pwd.h>
 #include <unistd.h>
@@ -8,11 +9,6 @@
 namespace tavik {
 
 namespace {
-
-std::string environment(const char* name) {
-    const char* value = std::getenv(name);
-    return value ? value : "";
-}
 
 std::string homeFromUserDatabase() {
     char buffer[4096];
@@ -38,7 +34,7 @@ std::filesystem::path installPrefix() {
 } // namespace
 
 std::string tavikHome() {
-    std::string home = environment("HOME");
+    std::string home = environmentValue("HOME");
     if (home.empty())
         home = homeFromUserDatabase();
     while (home.size() > 1 && home.back() == '/')
@@ -91,7 +87,7 @@ std::string legacyKeyPath(std::string_view provider) {
 }
 
 std::string resourcePath(std::string_view name) {
-    std::filesystem::path folder = environment("TAVIK_RESOURCES");
+    std::filesystem::path folder = environmentValue("TAVIK_RESOURCES");
     if (folder.empty())
         folder = installPrefix() / "share" / "tavik";
     return (folder / name).string();

@@ -29,8 +29,8 @@ PermissionState grantedIf(bool isSo) {
     return isSo ? PermissionState::granted : PermissionState::notDetermined;
 }
 
-PermissionState storedMicrophoneRight() {
-    switch (microphoneRight()) {
+PermissionState storedMicrophoneRight(std::stop_token stop) {
+    switch (microphoneRight(std::move(stop))) {
     case DesktopRight::granted:
         return PermissionState::granted;
     case DesktopRight::denied:
@@ -71,25 +71,25 @@ PermissionState Permissions::state(Permission permission, std::stop_token stop) 
     switch (permission) {
     case Permission::microphone: {
         // A right without a microphone is of no use, and a desktop without a store has no rights.
-        const PermissionState stored = probes.microphoneStore();
+        const PermissionState stored = probes.microphoneStore(stop);
         return stored == PermissionState::denied ? stored
                                                  : grantedIf(probes.hasInput(std::move(stop)));
     }
     case Permission::speech:
         return grantedIf(probes.hasSpeechModels());
     case Permission::accessibility:
-        return grantedIf(probes.isAccessibilityOn());
+        return grantedIf(probes.isAccessibilityOn(std::move(stop)));
     case Permission::screenRecording:
-        return grantedIf(probes.isScreenOpen());
+        return grantedIf(probes.isScreenOpen(std::move(stop)));
     case Permission::automation:
-        return grantedIf(probes.isAutomationPossible());
+        return grantedIf(probes.isAutomationPossible(std::move(stop)));
     }
     return PermissionState::notDetermined;
 }
 
 void Permissions::request(Permission permission, std::stop_token stop) const {
     if (permission == Permission::accessibility)
-        probes.switchAccessibilityOn();
+        probes.switchAccessibilityOn(std::move(stop));
     else if (state(permission, std::move(stop)) != PermissionState::granted)
         openSettingsPane(permission);
 }

@@ -35,13 +35,14 @@ class Permissions {
 public:
     // What the desktop says; the real one by default.
     struct Probes {
-        std::function<PermissionState()> microphoneStore; // of the desktop's permission store
-        std::function<bool(std::stop_token)> hasInput;    // a microphone is there
+        std::function<PermissionState(std::stop_token)>
+            microphoneStore;                           // of the desktop's permission store
+        std::function<bool(std::stop_token)> hasInput; // a microphone is there
         std::function<bool()> hasSpeechModels;
-        std::function<bool()> isAccessibilityOn;
-        std::function<bool()> isScreenOpen; // any program may look at it
-        std::function<bool()> isAutomationPossible;
-        std::function<void()> switchAccessibilityOn;
+        std::function<bool(std::stop_token)> isAccessibilityOn;
+        std::function<bool(std::stop_token)> isScreenOpen; // any program may look at it
+        std::function<bool(std::stop_token)> isAutomationPossible;
+        std::function<void(std::stop_token)> switchAccessibilityOn;
         std::function<bool(std::string_view pane)> openPane;
         std::function<bool()> startAnew;
     };

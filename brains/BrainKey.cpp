@@ -1,9 +1,8 @@
 #include "brains/BrainKey.h"
 
 #include "brains/LegacyKey.h"
+#include "platform/text/Environment.h"
 #include "platform/text/Text.h"
-
-#include <cstdlib>
 
 namespace tavik {
 
@@ -13,8 +12,7 @@ std::optional<std::string> brainKey(const std::string& provider,
     const std::string kept = trimmed(keychain.get(provider, std::move(stop)).value_or(""));
     if (!kept.empty())
         return kept;
-    const char* variable = std::getenv(environmentVariable.c_str());
-    if (variable && *variable)
+    if (std::string variable = environmentValue(environmentVariable.c_str()); !variable.empty())
         return variable;
     return legacyKey(provider);
 }

@@ -2,6 +2,7 @@
 
 #include "platform/desktop/AccessibleApplications.h"
 #include "platform/desktop/BoundedCall.h"
+#include "platform/desktop/DisplayCheck.h"
 #include "platform/desktop/WindowManager.h"
 
 #include <algorithm>
@@ -60,11 +61,6 @@ DesktopContext contextOfAccessibility(const std::stop_token& stop) {
     return context;
 }
 
-bool isWayland() {
-    const char* const display = std::getenv("WAYLAND_DISPLAY");
-    return display && *display;
-}
-
 DesktopContext joinedContexts(DesktopContext first, const DesktopContext& second) {
     if (first.frontmostApplication == unknown)
         first.frontmostApplication = second.frontmostApplication;
@@ -78,7 +74,7 @@ DesktopContext joinedContexts(DesktopContext first, const DesktopContext& second
 DesktopContext readDesktopContext(std::stop_token stop) {
     const DesktopContext nothing{unknown, {}};
     const auto readWindows = [](const std::stop_token&) { return contextOfWindows(); };
-    if (!isWayland())
+    if (!isWaylandSession())
         return callWithin<DesktopContext>(patience, std::move(stop), readWindows).value_or(nothing);
     const auto accessible =
         callWithin<DesktopContext>(patienceWithBus, stop, contextOfAccessibility).value_or(nothing);

@@ -5,9 +5,10 @@
 #include "platform/desktop/SessionBus.h"
 
 #include <algorithm>
-#include <cstdlib>
+#include <csignal>
 #include <map>
 #include <unistd.h>
+#include <utility>
 
 namespace tavik {
 
@@ -18,8 +19,8 @@ constexpr const char* applicationID = "ai.tavik";
 
 // The answer of a service on the session bus; none when there is none, or no service. The names are
 // literals.
-GioVariant ask(const char* service, const char* path, const char* interface, const char* method,
-               GVariant* parameters) {
+GioVariant ask(std::stop_token stop, const char* service, const char* path, const char* interface,
+               const char* method, GVariant* parameters) {
     const std::shared_ptr<GVariant> kept(g_variant_ref_sink(parameters), ReleaseVariant());
     const auto call = [=](std::stop_token) {
         const auto bus = connectionToSession(nullptr);
@@ -28,12 +29,12 @@ GioVariant ask(const char* service, const char* path, const char* interface, con
                                     nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr)
                               : nullptr);
     };
-    return callWithin<GioVariant>(patience, {}, call).value_or(nullptr);
+    return callWithin<GioVariant>(patience, std::move(stop), call).value_or(nullptr);
 }
 
-GioVariant askAccessibility(const char* method, GVariant* parameters) {
-    return ask("org.a11y.Bus", "/org/a11y/bus", "org.freedesktop.DBus.Properties", method,
-               parameters);
+GioVariant askAccessibility(std::stop_token stop, const char* method, GVariant* parameters) {
+    return ask(std::move(stop), "org.a11y.Bus", "/org/a11y/bus", "org.freedesktop.DBus.Properties",
+               method, parameters);
 }
 
 DesktopRight rightOf(const char* word) {
@@ -74,8 +75,8 @@ bool isInstalled(const std::string& program) {
 
 } // namespace
 
-DesktopRight microphoneRight() {
-    const auto answer = ask("org.freedesktop.impl.portal.PermissionStore",
+DesktopRight microphoneRight(std::stop_token stop) {
+    const auto answer = ask(std::move(stop), "org.freedesktop.impl.portal.PermissionStore",
                             "/org/freedesktop/impl/portal/PermissionStore",
                             "org.freedesktop.impl.portal.PermissionStore", "Lookup",
                             g_variant_new("(ss)", "devices", "microphone"));
@@ -90,9 +91,9 @@ DesktopRight microphoneRight() {
     return rightOf(word);
 }
 
-bool accessibilityIsOn() {
-    const auto answer =
-        askAccessibility("Get", g_variant_new("(ss)", "org.a11y.Status", "IsEnabled"));
+bool accessibilityIsOn(std::stop_token stop) {
+    const auto answer = askAccessibility(std::move(stop), "Get",
+                                         g_variant_new("(ss)", "org.a11y.Status", "IsEnabled"));
     if (!answer || !g_variant_is_of_type(answer.get(), G_VARIANT_TYPE("(v)")))
         return false;
     const GioVariant boxed(g_variant_get_child_value(answer.get(), 0));
@@ -101,18 +102,19 @@ bool accessibilityIsOn() {
            g_variant_get_boolean(value.get());
 }
 
-void switchAccessibilityOn() {
+void switchAccessibilityOn(std::stop_token stop) {
     askAccessibility(
-        "Set", g_variant_new("(ssv)", "org.a11y.Status", "IsEnabled", g_variant_new_boolean(TRUE)));
+        std::move(stop), "Set",
+        g_variant_new("(ssv)", "org.a11y.Status", "IsEnabled", g_variant_new_boolean(TRUE)));
 }
 
-bool screenIsOpen() {
-    return std::getenv("WAYLAND_DISPLAY") == nullptr && xServerAnswers();
+bool screenIsOpen(std::stop_token stop) {
+    return !isWaylandSession() && xServerAnswers(std::move(stop));
 }
 
-bool sessionBusAnswers() {
-    return ask("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetId",
-               g_variant_new("()")) != nullptr;
+bool sessionBusAnswers(std::stop_token stop) {
+    return ask(std::move(stop), "org.freedesktop.DBus", "/org/freedesktop/DBus",
+               "org.freedesktop.DBus", "GetId", g_variant_new("()")) != nullptr;
 }
 
 bool openSystemSettings(std::string_view about) {
@@ -129,7 +131,12 @@ bool startDetached(const std::vector<std::string>& command) {
         arguments.push_back(const_cast<char*>(argument.c_str()));
     arguments.push_back(nullptr);
     const auto flags = static_cast<GSpawnFlags>(G_SPAWN_SEARCH_PATH | G_SPAWN_STDOUT_TO_DEV_NULL);
-    const auto inItsOwnSession = [](gpointer) { setsid(); };
+    const auto inItsOwnSession = [](gpointer) {
+        sigset_t none;
+        sigemptyset(&none);
+        sigprocmask(SIG_SETMASK, &none, nullptr); // ours holds back what shall end a program
+        setsid();
+    };
     return g_spawn_async("/", arguments.data(), nullptr, flags, inItsOwnSession, nullptr, nullptr,
                          nullptr) != FALSE;
 }

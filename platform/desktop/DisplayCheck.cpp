@@ -2,8 +2,10 @@
 
 #include "platform/desktop/BoundedCall.h"
 #include "platform/desktop/XConnection.h"
+#include "platform/text/Environment.h"
 
 #include <chrono>
+#include <utility>
 
 namespace tavik {
 
@@ -27,8 +29,13 @@ bool isOwned(const char* selection) {
 
 } // namespace
 
-bool xServerAnswers() {
-    return callWithin<bool>(patience, {},
+bool isWaylandSession() {
+    return environmentValue("XDG_SESSION_TYPE") == "wayland" ||
+           !environmentValue("WAYLAND_DISPLAY").empty();
+}
+
+bool xServerAnswers(std::stop_token stop) {
+    return callWithin<bool>(patience, std::move(stop),
                             [](std::stop_token) { return XConnection::open() != nullptr; })
         .value_or(false);
 }

@@ -3,10 +3,10 @@
 #include "app/Paths.h"
 #include "platform/speech/SpeechOutput.h"
 #include "platform/speech/SpeechServiceStart.h"
+#include "platform/text/Environment.h"
 
 #include <arpa/inet.h>
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <netinet/in.h>
 #include <sys/socket.h>
@@ -16,11 +16,6 @@
 namespace tavik {
 
 namespace {
-
-std::string environmentValue(const char* name) {
-    const char* value = std::getenv(name);
-    return value ? value : "";
-}
 
 // The socket, or a negative number. A local service accepts or refuses at once.
 int connectTo(int family, const void* address, socklen_t length) {

@@ -23,19 +23,20 @@ struct Desktop {
 
     Permissions permissions() {
         const auto granted = [this](const auto&...) { return grants; };
-        return Permissions({.microphoneStore = [this] { return store; },
-                            .hasInput = granted,
-                            .hasSpeechModels = granted,
-                            .isAccessibilityOn = granted,
-                            .isScreenOpen = granted,
-                            .isAutomationPossible = granted,
-                            .switchAccessibilityOn = [this] { opened.push_back("switch"); },
-                            .openPane =
-                                [this](std::string_view pane) {
-                                    opened.emplace_back(pane);
-                                    return true;
-                                },
-                            .startAnew = [] { return false; }});
+        return Permissions(
+            {.microphoneStore = [this](const auto&...) { return store; },
+             .hasInput = granted,
+             .hasSpeechModels = granted,
+             .isAccessibilityOn = granted,
+             .isScreenOpen = granted,
+             .isAutomationPossible = granted,
+             .switchAccessibilityOn = [this](const auto&...) { opened.push_back("switch"); },
+             .openPane =
+                 [this](std::string_view pane) {
+                     opened.emplace_back(pane);
+                     return true;
+                 },
+             .startAnew = [] { return false; }});
     }
 };
 

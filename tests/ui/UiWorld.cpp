@@ -145,7 +145,7 @@ Permissions::Probes UiWorld::probes() {
         };
     };
     return {.microphoneStore =
-                [this] {
+                [this](const auto&...) {
                     const auto found = permissionStates.find(Permission::microphone);
                     return found == permissionStates.end() ? PermissionState::notDetermined
                                                            : found->second.load();
@@ -156,7 +156,9 @@ Permissions::Probes UiWorld::probes() {
             .isScreenOpen = has(Permission::screenRecording),
             .isAutomationPossible = has(Permission::automation),
             .switchAccessibilityOn =
-                [this] { permissionStates[Permission::accessibility] = PermissionState::granted; },
+                [this](const auto&...) {
+                    permissionStates[Permission::accessibility] = PermissionState::granted;
+                },
             .openPane = [](std::string_view) { return true; },
             .startAnew = [] { return false; }};
 }

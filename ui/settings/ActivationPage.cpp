@@ -3,6 +3,7 @@
 #include "app/AppState.h"
 #include "app/Autostart.h"
 #include "platform/defaults/UserDefaults.h"
+#include "platform/desktop/DisplayCheck.h"
 #include "ui/PhaseText.h"
 #include "ui/settings/HotkeyRecorder.h"
 #include "voice/WakeDetector.h"
@@ -41,7 +42,7 @@ QString noteOn(const HotkeyManager& hotkey) {
     if (hotkey.awaitsTheUser())
         return waitingNote;
     if (!hotkey.asksTheUser())
-        return qEnvironmentVariableIsSet("WAYLAND_DISPLAY") ? waylandNote : "";
+        return isWaylandSession() ? waylandNote : "";
     return hotkey.keysOfDesktop().empty()
                ? QString(askingNote)
                : QString("On your desktop the keys are %1.").arg(qt(hotkey.keysOfDesktop()));
