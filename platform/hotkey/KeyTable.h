@@ -16,6 +16,11 @@ constexpr std::uint32_t option = 2048; // "Alt"
 constexpr std::uint32_t control = 4096;
 } // namespace modifier
 
+// X11 numbers the keys of the keyboard so much higher than the kernel.
+constexpr std::uint32_t keycodesBeforeEvdev = 8;
+// From this symbol on keys do not type.
+constexpr std::uint32_t firstFunctionSymbol = 0xff00;
+
 // A key as the layers of the desktop name it.
 struct Key {
     std::uint32_t code = 0;

@@ -12,7 +12,6 @@ namespace tavik {
 namespace {
 
 constexpr const char* portal = "org.freedesktop.portal.Desktop";
-constexpr const char* portalPath = "/org/freedesktop/portal/desktop";
 constexpr const char* requestInterface = "org.freedesktop.portal.Request";
 constexpr const char* responseType = "(ua{sv})";
 

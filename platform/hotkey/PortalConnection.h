@@ -13,6 +13,9 @@
 
 namespace tavik {
 
+// The object that has the portal's interfaces, and sends their signals.
+inline constexpr const char* portalPath = "/org/freedesktop/portal/desktop";
+
 // Why the portal did not do what it was asked.
 class PortalError : public std::runtime_error {
 public:

@@ -115,7 +115,6 @@ void PortalSession::create() {
 }
 
 void PortalSession::listen() {
-    const std::string portalPath = "/org/freedesktop/portal/desktop";
     portal.listen(sessionInterface, "Closed", handle, [this](GVariant*) { isClosed = true; });
     portal.listen(shortcutsInterface, "Activated", portalPath,
                   [this](GVariant* values) { activated(values); });

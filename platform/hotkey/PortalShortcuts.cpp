@@ -130,8 +130,6 @@ public:
     std::unique_ptr<GlobalShortcuts> substitute() override { return makeXShortcuts(); }
 
 private:
-    static constexpr std::uint32_t firstFunctionSymbol = 0xff00;
-
     const ShortcutPurpose purpose;
     const PortalPatience patience;
 };

@@ -6,8 +6,6 @@ namespace tavik {
 
 namespace {
 
-constexpr std::uint32_t keycodesBeforeEvdev = 8;
-constexpr xcb_keysym_t firstFunctionSymbol = 0xff00; // from here on keys do not type
 constexpr xcb_keysym_t space = 0x20;
 constexpr xcb_keysym_t numLock = 0xff7f;
 constexpr xcb_keysym_t scrollLock = 0xff14;

@@ -16,8 +16,6 @@ namespace tavik {
 namespace {
 
 constexpr std::uint32_t escapeKey = 53;
-constexpr std::uint32_t keycodesBeforeEvdev = 8;
-constexpr std::uint32_t firstFunctionSymbol = 0xff00;
 constexpr int lastCharacter = 0xffff;
 
 // A key that types is meant as a place on the keyboard, others by what they do.

@@ -6,11 +6,11 @@
 #include "ui/PhaseText.h"
 #include "ui/widgets/LevelMeter.h"
 #include "ui/widgets/Section.h"
+#include "voice/SampleRing.h"
 
 #include <QHBoxLayout>
 #include <QSignalBlocker>
 #include <QVBoxLayout>
-#include <cmath>
 
 namespace tavik {
 
@@ -20,15 +20,6 @@ using namespace std::chrono_literals;
 
 constexpr auto refreshPause = 3s;
 constexpr const char* help = "Which input Tavik listens on. Changing it restarts listening.";
-
-float loudness(std::span<const float> samples) {
-    double sum = 0;
-    for (const float sample : samples)
-        sum += static_cast<double>(sample) * sample;
-    return samples.empty()
-               ? 0
-               : static_cast<float>(std::sqrt(sum / static_cast<double>(samples.size())));
-}
 
 // The one of that name, else the default one; null where there is none.
 std::shared_ptr<AudioCapture> record(AudioServer& audio, const std::string& name,
@@ -44,7 +35,7 @@ std::shared_ptr<AudioCapture> record(AudioServer& audio, const std::string& name
         return audio.openCapture(
             *device,
             [level](std::span<const float> samples, const AudioFormat&) {
-                *level = loudness(samples);
+                *level = static_cast<float>(rootMeanSquare(samples));
             },
             [level](const std::string&) { *level = 0; }, std::move(stop));
     } catch (const AudioError&) {
