@@ -42,6 +42,7 @@ Microphone::Microphone(const VoiceServices& voiceServices, const VoiceCallbacks&
                {
                    .rebuild =
                        [this](const std::stop_token& stop) {
+                           goDeaf();
                            engine.reset();
                            buildEngine(stop);
                        },
@@ -144,6 +145,7 @@ std::unique_ptr<Microphone::Engine> Microphone::record(const AudioDevice& device
         },
         [this](const std::string& reason) {
             log("[mic] ⚠ the recording ended: " + reason);
+            goDeaf();
             watchdog.captureLost();
         },
         std::move(stop));
@@ -157,6 +159,7 @@ void Microphone::handleTap(Engine& owner, std::span<const float> samples) {
     state.with([&](VoiceState& shared) {
         shared.everReceivedTap = true;
         if (shared.mode == VoiceState::Mode::wake) {
+            shared.deafSince.reset();
             shared.ring.append(mono);
             shared.sttRing.append(mono);
         } else if (shared.commandCont) {
@@ -166,6 +169,11 @@ void Microphone::handleTap(Engine& owner, std::span<const float> samples) {
         }
     });
     callbacks.onLevel(static_cast<float>(level));
+}
+
+void Microphone::goDeaf() {
+    const auto now = services.clock.now();
+    state.with([&](VoiceState& shared) { shared.deafSince = shared.deafSince.value_or(now); });
 }
 
 // The server also tells of changes that do not concern us, our own choice of an input among them.

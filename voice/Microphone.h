@@ -46,6 +46,8 @@ private:
     AudioDevice defaultInput(std::stop_token stop);
     void open(const AudioDevice& device, const std::stop_token& stop);
     std::unique_ptr<Engine> record(const AudioDevice& device, std::stop_token stop);
+    // From here on until the next sound the silence is no silence.
+    void goDeaf();
     void handleTap(Engine& owner, std::span<const float> samples);
     bool routeIsUnchanged(const std::stop_token& stop);
 

@@ -8,20 +8,22 @@ void resetVoiceDetector(VoiceState& state, Clock::Instant now, Clock::Duration o
     state.heardSpeech = false;
     state.isCommandOver = false;
     state.peakLevel = 0;
-    state.lastBufferTime = state.lastVoiceTime = now;
+    state.lastVoiceTime = now;
+    if (state.deafSince)
+        state.deafSince = now;
     state.onsetDeadline = now + onsetTimeout;
 }
 
 Clock::Instant heardUntil(const VoiceState& state, Clock::Instant now) {
-    const auto deaf = now - state.lastBufferTime;
-    return deaf > tuning::DEAF_AFTER && deaf < tuning::DEAF_FOR ? state.lastBufferTime : now;
+    const bool isDeaf = state.deafSince && now - *state.deafSince < tuning::DEAF_FOR;
+    return isDeaf ? *state.deafSince : now;
 }
 
 void detectVoice(VoiceState& state, double level, Clock::Instant now) {
     const auto missed = now - heardUntil(state, now);
     state.lastVoiceTime += missed;
     state.onsetDeadline += missed;
-    state.lastBufferTime = now;
+    state.deafSince.reset();
     state.peakLevel = std::max(state.peakLevel, level);
     const double threshold =
         std::max(state.peakLevel * tuning::VOICE_FRACTION, tuning::NOISE_FLOOR_MIN);

@@ -8,8 +8,8 @@ namespace tavik {
 // `onsetTimeout`.
 void resetVoiceDetector(VoiceState& state, Clock::Instant now, Clock::Duration onsetTimeout);
 
-// Until when the command could be heard: `now`, or the last buffer's time while the microphone is
-// being replaced. A microphone that is away for too long counts as silent.
+// Until when the command could be heard: `now`, or when its microphone was lost, while that is
+// being replaced. One that is away for too long counts as silent.
 Clock::Instant heardUntil(const VoiceState& state, Clock::Instant now);
 
 // Notes a buffer of the given level (linear amplitude). It counts as voice when it is at least a

@@ -5,6 +5,7 @@
 #include "voice/SampleRing.h"
 #include "voice/VoiceTuning.h"
 
+#include <optional>
 #include <stop_token>
 
 namespace tavik {
@@ -23,12 +24,12 @@ struct VoiceState {
     SampleRing sttRing{tuning::STT_VERIFY_WINDOW};
     Utterance* commandCont = nullptr; // the capture in progress; owned by CommandCapture
     Clock::Instant onsetDeadline{};   // when the command must have begun
-    Clock::Instant lastBufferTime{};  // of the last buffer of this command
     Clock::Instant lastVoiceTime{};   // of the last buffer that counted as voice
     bool heardSpeech = false;         // any voice yet in this command
     bool isCommandOver = false;       // what comes now belongs to it no more
     double peakLevel = 0;             // the loudest buffer of this command
 
+    std::optional<Clock::Instant> deafSince; // while the microphone is being replaced
     bool everReceivedTap = false; // the microphone delivered a buffer since it was opened
     int micRetryCount = 0;        // rebuilds because it delivered none
 

@@ -29,9 +29,7 @@ inline constexpr milliseconds SPEECH_START{150};
 inline constexpr milliseconds SPEECH_POLL{100};
 inline constexpr milliseconds BARGE_IN_PAUSE{200};
 inline constexpr milliseconds ROUTE_DEBOUNCE{1200};
-// A capture without a buffer for so long is deaf, which is no silence: its microphone was unplugged
-// and the next one is being opened. But nobody waits for one for longer than that.
-inline constexpr milliseconds DEAF_AFTER{300};
+// For so long a command waits for the microphone that replaces its own.
 inline constexpr milliseconds DEAF_FOR{4000};
 inline constexpr milliseconds WATCHDOG{5000};
 inline constexpr int SILENT_RETRIES = 3;
