@@ -123,7 +123,7 @@ PulseAudioServer::~PulseAudioServer() {
 }
 
 std::shared_ptr<PulseConnection> PulseAudioServer::connected(const std::stop_token& stop) {
-    const std::lock_guard guard(connecting);
+    const auto guard = connecting.lockUnlessStopped(stop);
     if (connection) {
         const PulseConnection::Lock lock(*connection);
         if (connection->isAlive())
@@ -220,7 +220,7 @@ void PulseAudioServer::playSound(const ShortSound& sound, double volume, std::st
     const std::stop_callback wake(stop, [&server] { server->wake(); });
     // Two threads that play a new sound at once merely hand it over twice.
     const bool isKept = [&] {
-        const std::lock_guard guard(connecting);
+        const auto guard = connecting.lockUnlessStopped(stop);
         return keptSounds.contains(sound.name);
     }();
     {
@@ -229,7 +229,7 @@ void PulseAudioServer::playSound(const ShortSound& sound, double volume, std::st
             keepSample(*server, sound, stop);
         playSample(*server, sound.name, volume);
     }
-    const std::lock_guard guard(connecting);
+    const auto guard = connecting.lockUnlessStopped(stop);
     if (server == connection)
         keptSounds.insert(sound.name);
 }

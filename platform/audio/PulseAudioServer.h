@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/audio/AudioServer.h"
+#include "platform/concurrency/BoundedMutex.h"
 
 #include <memory>
 #include <mutex>
@@ -33,7 +34,7 @@ private:
     void subscribe(PulseConnection& connection, const std::stop_token& stop);
     void tellOfChange();
 
-    std::mutex connecting;
+    BoundedMutex connecting;
     std::shared_ptr<PulseConnection> connection; // guarded by connecting
     std::set<std::string> keptSounds; // guarded by connecting; by that connection's server
     std::mutex watching;

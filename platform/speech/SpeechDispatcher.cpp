@@ -55,7 +55,7 @@ void SpeechDispatcher::connect(const std::stop_token& stop) {
 
 void SpeechDispatcher::speak(const std::string& text, const std::optional<Voice>& voice,
                              std::stop_token stop) {
-    const std::lock_guard lock(mutex);
+    const auto lock = mutex.lockUnlessStopped(stop);
     stopIsDue = false;
     silence();
     if (trimmed(text).empty())

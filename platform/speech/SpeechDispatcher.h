@@ -1,7 +1,7 @@
 #pragma once
 
+#include "platform/concurrency/BoundedMutex.h"
 #include "platform/concurrency/Clock.h"
-#include "platform/speech/BoundedMutex.h"
 #include "platform/speech/SpeechOutput.h"
 #include "platform/speech/SpeechVoices.h"
 #include "platform/speech/SsipConnection.h"

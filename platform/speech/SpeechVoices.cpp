@@ -67,7 +67,7 @@ SpeechVoices::SpeechVoices() = default;
 SpeechVoices::~SpeechVoices() = default;
 
 std::vector<Voice> SpeechVoices::list(const std::stop_token& stop) {
-    const std::lock_guard lock(mutex);
+    const auto lock = mutex.lockUnlessStopped(stop);
     if (connection && connection->poll())
         return voices;
     connection.reset();

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "platform/concurrency/BoundedMutex.h"
 #include "platform/speech/SpeechOutput.h"
 
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -23,7 +23,7 @@ public:
     std::vector<Voice> list(const std::stop_token& stop);
 
 private:
-    std::mutex mutex;
+    BoundedMutex mutex;
     std::unique_ptr<SsipConnection> connection; // guarded by mutex; none before the list was read
     std::vector<Voice> voices;                  // guarded by mutex
 };
