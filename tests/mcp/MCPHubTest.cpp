@@ -2,6 +2,7 @@
 #include "app/Log.h"
 #include "platform/concurrency/Cancelled.h"
 #include "platform/concurrency/Task.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/SentenceOf.h"
 #include "tests/support/SimulatedClock.h"
 #include "tests/support/StopTiming.h"
@@ -25,13 +26,6 @@ protected:
     ~MCPHubTest() override { unsetenv("TAVIK_TEST_TOOLS"); }
 
     std::string pid() { return hub->call("pid", Json::object(), {}).text; }
-
-    static bool eventually(const std::function<bool()>& holds) {
-        const auto deadline = std::chrono::steady_clock::now() + 5s;
-        while (!holds() && std::chrono::steady_clock::now() < deadline)
-            std::this_thread::sleep_for(1ms);
-        return holds();
-    }
 
     static bool isRunning(const std::string& process) {
         return std::filesystem::exists("/proc/" + process);

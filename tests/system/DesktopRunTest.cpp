@@ -1,5 +1,6 @@
 #include "platform/desktop/XConnection.h"
 #include "tests/platform/hotkey/PressedKeys.h"
+#include "tests/support/Eventually.h"
 #include "tests/system/RunningTavik.h"
 #include "tests/system/SessionManager.h"
 #include "tools/stand-ins/services/PrivateDisplay.h"
@@ -48,14 +49,10 @@ protected:
     }
 
     static bool shows(const std::string& title) {
-        const auto deadline = std::chrono::steady_clock::now() + 10s;
-        while (std::chrono::steady_clock::now() < deadline) {
-            for (const std::string& each : windows())
-                if (each == title)
-                    return true;
-            std::this_thread::sleep_for(20ms);
-        }
-        return false;
+        return eventually([&] {
+            const auto titles = windows();
+            return std::ranges::count(titles, title) > 0;
+        });
     }
 
     // Whether a window with that title is on the screen, whoever manages it.
@@ -135,10 +132,7 @@ TEST_F(DesktopRunTest, ShowsItsWindowsWithoutAWindowManager) {
     display.windowManager().terminate();
     RunningTavik tavik({}, nullptr);
     const auto x = XConnection::open();
-    const auto deadline = std::chrono::steady_clock::now() + 10s;
-    while (!isMapped(*x, "Welcome to Tavik") && std::chrono::steady_clock::now() < deadline)
-        std::this_thread::sleep_for(20ms);
-    EXPECT_TRUE(isMapped(*x, "Welcome to Tavik"));
+    EXPECT_TRUE(eventually([&] { return isMapped(*x, "Welcome to Tavik"); }));
     EXPECT_EQ(tavik.process().terminate(1s), 0);
 }
 

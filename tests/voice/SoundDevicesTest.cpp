@@ -2,6 +2,7 @@
 #include "app/Log.h"
 #include "platform/audio/AudioServer.h"
 #include "platform/concurrency/Clock.h"
+#include "tests/support/Eventually.h"
 #include "tests/voice/DeafClassifier.h"
 #include "tests/voice/VoiceWorld.h"
 #include "tools/stand-ins/services/PrivatePipeWire.h"
@@ -12,7 +13,6 @@
 #include <fmt/format.h>
 
 using namespace std::chrono_literals;
-using std::chrono::steady_clock;
 using testing::Contains;
 using testing::HasSubstr;
 
@@ -80,12 +80,6 @@ protected:
         loop->start();
     }
 
-    static bool eventually(const std::function<bool()>& condition) {
-        const auto deadline = steady_clock::now() + 20s;
-        while (!condition() && steady_clock::now() < deadline)
-            std::this_thread::sleep_for(20ms);
-        return condition();
-    }
     bool reaches(Kind kind) {
         return eventually([&] { return phase.with([&](auto& now) { return now.kind == kind; }); });
     }

@@ -70,7 +70,7 @@ protected:
 
 TEST_F(DesktopApplicationsTest, OpensOneAndThenBringsItToTheFront) {
     EXPECT_EQ(open("maler"), "opened");
-    ASSERT_TRUE(becomesTrue([] { return context() == "Maler | Maler"; })) << context();
+    ASSERT_TRUE(eventually([] { return context() == "Maler | Maler"; })) << context();
     const auto other = showWindow("Other");
     EXPECT_EQ(open("Painter"), "opened");
     EXPECT_EQ(context(), "Maler | Maler, Other");
@@ -100,14 +100,14 @@ TEST_F(DesktopApplicationsTest, SaysWhyOneCannotBeOpened) {
     };
     // A start is looked at for a moment only, which a loaded machine can spend without the program.
     for (const auto& [name, outcome] : cases)
-        EXPECT_TRUE(becomesTrue([&] { return open(name) == outcome; }))
+        EXPECT_TRUE(eventually([&] { return open(name) == outcome; }))
             << name << ": " << open(name);
 }
 
 TEST_F(DesktopApplicationsTest, NoticesWhatIsInstalledLater) {
     EXPECT_EQ(open("Latecomer"), "not found");
     install("latecomer", "Name=Latecomer\nExec=true\n");
-    EXPECT_TRUE(becomesTrue([this] { return open("Latecomer") == "opened"; }));
+    EXPECT_TRUE(eventually([this] { return open("Latecomer") == "opened"; }));
 }
 
 TEST_F(DesktopApplicationsTest, WhatItStartsStandsOnItsOwn) {
@@ -123,7 +123,7 @@ TEST_F(DesktopApplicationsTest, WhatItStartsStandsOnItsOwn) {
     EXPECT_THAT(descriptors, testing::Not(HasSubstr("eventfd")));
     EXPECT_EQ(std::stoi(readFile(home("session"))), std::stoi(process));
     // It ends by itself, and not as a zombie, which would still be listed.
-    EXPECT_TRUE(becomesTrue([&] { return !std::filesystem::exists("/proc/" + process); }));
+    EXPECT_TRUE(eventually([&] { return !std::filesystem::exists("/proc/" + process); }));
 }
 
 TEST_F(DesktopApplicationsTest, OpensWebAddressesWithTheDefaultApplication) {
@@ -149,7 +149,7 @@ TEST_F(DesktopApplicationsTest, OpensWebAddressesWithTheDefaultApplication) {
     EXPECT_EQ(lines("addresses"), expected);
 
     setDefaults("");
-    EXPECT_TRUE(becomesTrue([&] { return !applications.openUrl(taken[0], {}); }));
+    EXPECT_TRUE(eventually([&] { return !applications.openUrl(taken[0], {}); }));
 }
 
 TEST_F(DesktopApplicationsTest, ActivatesOneOverTheBus) {

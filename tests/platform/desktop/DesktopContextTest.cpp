@@ -26,7 +26,7 @@ TEST_F(DesktopContextTest, NamesTheFrontmostAndTheOpenApplications) {
     EXPECT_LT(timeOf([] { EXPECT_EQ(context(), "First | First, Second"); }), limit);
     first.reset();
     again->kill();
-    EXPECT_TRUE(becomesTrue([] { return context() == "Second | Second"; })) << context();
+    EXPECT_TRUE(eventually([] { return context() == "Second | Second"; })) << context();
 }
 
 TEST_F(DesktopContextTest, SurvivesWindowsThatVanishMeanwhile) {
@@ -40,7 +40,7 @@ TEST_F(DesktopContextTest, SurvivesWindowsThatVanishMeanwhile) {
             windows.push_back(showWindow("Brief", "DIALOG", ""));
         std::this_thread::sleep_for(20ms);
     }
-    EXPECT_TRUE(becomesTrue([] { return context() == "unknown | "; }));
+    EXPECT_TRUE(eventually([] { return context() == "unknown | "; }));
 }
 
 TEST_F(DesktopContextTest, IsUnknownWhereNobodyManagesOrAnswers) {
@@ -48,12 +48,12 @@ TEST_F(DesktopContextTest, IsUnknownWhereNobodyManagesOrAnswers) {
     display().windowManager().kill();
     EXPECT_EQ(context(), "unknown | ");
     display().startWindowManager();
-    EXPECT_TRUE(becomesTrue([] { return context().ends_with("| Window"); })) << context();
+    EXPECT_TRUE(eventually([] { return context().ends_with("| Window"); })) << context();
 
     display().server().suspend();
     EXPECT_LT(timeOf([] { EXPECT_EQ(context(), "unknown | "); }), limit);
     display().server().resume();
-    EXPECT_TRUE(becomesTrue([] { return context().ends_with("| Window"); })) << context();
+    EXPECT_TRUE(eventually([] { return context().ends_with("| Window"); })) << context();
 
     setenv("WAYLAND_DISPLAY", "wayland-7", 1);
     unsetenv("DISPLAY");
@@ -127,7 +127,7 @@ TEST_F(DesktopContextTest, IsToldByTheAccessibilityBusUnderWayland) {
     const AccessibleProgram silent(bus, "Silent", frame, showing | active);
     const AccessibleProgram terminal(bus, "Terminal", frame, showing | active);
     const AccessibleProgram service(bus, "Service", frame, 0);
-    ASSERT_TRUE(becomesTrue([] { return context() == "Old | Old"; })) << context();
+    ASSERT_TRUE(eventually([] { return context() == "Old | Old"; })) << context();
 
     user.callForText(
         "org.a11y.Bus", "/org/a11y/bus", "org.freedesktop.DBus.Properties", "Set",

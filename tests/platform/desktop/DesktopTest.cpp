@@ -68,7 +68,7 @@ std::unique_ptr<ChildProcess> DesktopTest::showWindow(const std::string& classNa
                               .environment = {},
                               .outputPath = "",
                               .input = ""});
-    EXPECT_TRUE(becomesTrue([&] { return name.empty() || context().starts_with(name + " |"); }))
+    EXPECT_TRUE(eventually([&] { return name.empty() || context().starts_with(name + " |"); }))
         << context();
     return window;
 }
@@ -76,17 +76,6 @@ std::unique_ptr<ChildProcess> DesktopTest::showWindow(const std::string& classNa
 std::string DesktopTest::context() {
     const DesktopContext read = readDesktopContext();
     return read.frontmostApplication + " | " + joined(read.openApplications, ", ");
-}
-
-bool DesktopTest::becomesTrue(const std::function<bool()>& condition,
-                              std::chrono::milliseconds patience) {
-    const auto deadline = steady_clock::now() + patience;
-    while (!condition()) {
-        if (steady_clock::now() > deadline)
-            return false;
-        std::this_thread::sleep_for(10ms);
-    }
-    return true;
 }
 
 std::string DesktopTest::open(const std::string& name) {

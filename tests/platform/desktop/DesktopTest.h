@@ -3,6 +3,7 @@
 #include "platform/desktop/DesktopApplications.h"
 #include "platform/desktop/DesktopContext.h"
 #include "platform/text/Text.h"
+#include "tests/support/Eventually.h"
 #include "tools/stand-ins/services/PrivateDisplay.h"
 #include "tools/stand-ins/services/TemporaryFolder.h"
 
@@ -39,8 +40,6 @@ protected:
 
     // "frontmost | open, open".
     static std::string context();
-    static bool becomesTrue(const std::function<bool()>& condition,
-                            std::chrono::milliseconds patience = std::chrono::seconds(5));
     // What `open` says: "opened", "not found" or why not.
     std::string open(const std::string& name);
 

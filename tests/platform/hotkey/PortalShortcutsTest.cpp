@@ -2,9 +2,9 @@
 
 #include "platform/hotkey/KeyTable.h"
 #include "tests/platform/hotkey/ScriptedPortal.h"
+#include "tests/support/Eventually.h"
 
 #include <gmock/gmock.h>
-#include <thread>
 
 using namespace std::chrono_literals;
 using testing::Contains;
@@ -48,15 +48,6 @@ protected:
                                    }});
     }
 
-    static bool until(const std::function<bool()>& condition) {
-        const auto deadline = std::chrono::steady_clock::now() + 10s;
-        while (!condition()) {
-            if (std::chrono::steady_clock::now() > deadline)
-                return false;
-            std::this_thread::sleep_for(2ms);
-        }
-        return true;
-    }
     std::vector<std::string> granted() {
         return news.with([](News& now) { return now.granted; });
     }
@@ -64,7 +55,8 @@ protected:
         return news.with([](News& now) { return now.lost; });
     }
     bool pressesBecome(int count) {
-        return until([&] { return news.with([](News& now) { return now.presses; }) == count; });
+        return eventually(
+            [&] { return news.with([](News& now) { return now.presses; }) == count; });
     }
 
     PrivateBus bus;
@@ -76,7 +68,7 @@ protected:
 TEST_F(PortalShortcutsTest, AsksTheUserAndHearsEachPressOfItsOwnShortcut) {
     ScriptedPortal portal(bus.address(), {});
     auto registration = add(patient);
-    ASSERT_TRUE(until([&] { return !granted().empty(); }));
+    ASSERT_TRUE(eventually([&] { return !granted().empty(); }));
     EXPECT_THAT(granted(), ElementsAre("Meta+K"));
     EXPECT_THAT(portal.calls(), ElementsAre("Register org.test.App", "CreateSession",
                                             "ListShortcuts", "BindShortcuts CTRL+LOGO+k"));
@@ -87,11 +79,12 @@ TEST_F(PortalShortcutsTest, AsksTheUserAndHearsEachPressOfItsOwnShortcut) {
     portal.tell("Activated");
     EXPECT_TRUE(pressesBecome(2));
     portal.tellOfNewKeys("F9");
-    EXPECT_TRUE(until([&] { return granted().size() == 2 && granted().back() == "F9"; }));
+    EXPECT_TRUE(eventually([&] { return granted().size() == 2 && granted().back() == "F9"; }));
     EXPECT_TRUE(pressesBecome(2));
     const std::string client = portal.client();
     registration.reset();
-    EXPECT_TRUE(until([&] { return !portal.isOnBus(client); })) << "its end frees the shortcut";
+    EXPECT_TRUE(eventually([&] { return !portal.isOnBus(client); }))
+        << "its end frees the shortcut";
     EXPECT_THAT(lost(), IsEmpty());
 }
 
@@ -118,31 +111,31 @@ TEST_F(PortalShortcutsTest, TellsWhyThereIsNoShortcut) {
         ScriptedPortal portal(bus.address(), each.script);
         news.with([](News& now) { now = {}; });
         const auto registration = add(quick);
-        ASSERT_TRUE(until([&] { return !lost().empty(); }));
+        ASSERT_TRUE(eventually([&] { return !lost().empty(); }));
         EXPECT_THAT(lost(), ElementsAre(each.status));
         EXPECT_THAT(granted(), IsEmpty());
-        EXPECT_TRUE(until([&] { return portal.calls().back() == each.lastCall; }));
+        EXPECT_TRUE(eventually([&] { return portal.calls().back() == each.lastCall; }));
     }
     news.with([](News& now) { now = {}; });
     const auto withoutPortal = add(quick);
-    EXPECT_TRUE(until([&] { return lost() == std::vector{ShortcutError::noService}; }));
+    EXPECT_TRUE(eventually([&] { return lost() == std::vector{ShortcutError::noService}; }));
     setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent", 1);
     const auto withoutBus = add(quick);
-    EXPECT_TRUE(until([&] { return lost().size() == 2; }));
+    EXPECT_TRUE(eventually([&] { return lost().size() == 2; }));
     EXPECT_EQ(lost().back(), ShortcutError::noService);
 }
 
 TEST_F(PortalShortcutsTest, ComesBackWithAPortalThatEndsAndWithANewSession) {
     auto portal = std::make_unique<ScriptedPortal>(bus.address(), ScriptedPortal::Script{});
     const auto registration = add(patient);
-    ASSERT_TRUE(until([&] { return granted().size() == 1; }));
+    ASSERT_TRUE(eventually([&] { return granted().size() == 1; }));
     portal->closeSession();
-    ASSERT_TRUE(until([&] { return granted().size() == 2; }));
+    ASSERT_TRUE(eventually([&] { return granted().size() == 2; }));
     portal->tell("Activated");
     EXPECT_TRUE(pressesBecome(1));
     portal.reset();
     portal = std::make_unique<ScriptedPortal>(bus.address(), ScriptedPortal::Script{});
-    ASSERT_TRUE(until([&] { return granted().size() == 3; }));
+    ASSERT_TRUE(eventually([&] { return granted().size() == 3; }));
     portal->tell("Activated");
     EXPECT_TRUE(pressesBecome(2));
     EXPECT_THAT(lost(), IsEmpty());
@@ -151,11 +144,11 @@ TEST_F(PortalShortcutsTest, ComesBackWithAPortalThatEndsAndWithANewSession) {
 TEST_F(PortalShortcutsTest, DoesNotAskAgainForWhatTheDesktopKnows) {
     ScriptedPortal portal(bus.address(), {});
     auto registration = add(patient);
-    ASSERT_TRUE(until([&] { return granted().size() == 1; }));
+    ASSERT_TRUE(eventually([&] { return granted().size() == 1; }));
     portal.learnTheShortcut();
     portal.forgetCalls();
     registration = add(patient);
-    ASSERT_TRUE(until([&] { return granted().size() == 2; }));
+    ASSERT_TRUE(eventually([&] { return granted().size() == 2; }));
     EXPECT_THAT(portal.calls(), Contains("ListShortcuts"));
     EXPECT_THAT(portal.calls(), testing::Not(Contains("BindShortcuts CTRL+LOGO+k")));
 }
@@ -163,9 +156,9 @@ TEST_F(PortalShortcutsTest, DoesNotAskAgainForWhatTheDesktopKnows) {
 TEST_F(PortalShortcutsTest, IsGivenBackWhileTheUserIsAsked) {
     ScriptedPortal portal(bus.address(), {.doesUserAnswer = false});
     auto registration = add(patient);
-    ASSERT_TRUE(until([&] { return portal.calls().size() == 4; }));
+    ASSERT_TRUE(eventually([&] { return portal.calls().size() == 4; }));
     registration.reset();
-    EXPECT_TRUE(until([&] { return !portal.isOnBus(portal.client()); }));
+    EXPECT_TRUE(eventually([&] { return !portal.isOnBus(portal.client()); }));
     EXPECT_THAT(lost(), IsEmpty());
 }
 

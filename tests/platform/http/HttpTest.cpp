@@ -24,11 +24,4 @@ TransportError failureOf(HttpSession& session, const HttpRequest& request) {
     return {TransportFailure::other, ""};
 }
 
-bool eventually(const std::function<bool()>& condition) {
-    const auto deadline = std::chrono::steady_clock::now() + 5s;
-    while (!condition() && std::chrono::steady_clock::now() < deadline)
-        std::this_thread::sleep_for(1ms);
-    return condition();
-}
-
 } // namespace tavik

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/http/HttpSession.h"
+#include "tests/support/Eventually.h"
 
 #include <functional>
 #include <gmock/gmock.h>
@@ -13,9 +14,6 @@ HttpRequest post(const std::string& url, std::string body = "body");
 
 // Fails the test when an answer comes.
 TransportError failureOf(HttpSession& session, const HttpRequest& request);
-
-// Waits 5 s at most until `condition` holds, and returns whether it does.
-bool eventually(const std::function<bool()>& condition);
 
 class HttpTest : public testing::Test {
 protected:
