@@ -3,16 +3,14 @@
 #include "app/Paths.h"
 #include "platform/concurrency/Locked.h"
 #include "platform/files/AppendFile.h"
+#include "platform/text/Environment.h"
 
-#include <csignal>
-#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <fmt/chrono.h>
 #include <fstream>
 #include <memory>
 #include <string_view>
-#include <sys/signalfd.h>
 
 namespace tavik {
 
@@ -26,26 +24,25 @@ SignalLog& signalLog() {
 }
 
 // The sender may have ended by now.
-std::string nameOf(unsigned process) {
+std::string nameOf(pid_t process) {
     std::string name;
     std::getline(std::ifstream(fmt::format("/proc/{}/comm", process)), name);
     return name.empty() ? "unknown" : name;
 }
 
-std::string describe(const signalfd_siginfo& signal) {
+std::string describe(const siginfo_t& signal) {
     std::tm local{};
     const std::time_t now = std::time(nullptr);
     localtime_r(&now, &local);
     return fmt::format("[{:%F %T}] SIG{} from process {} ({}) of user {}\n", local,
-                       sigabbrev_np(static_cast<int>(signal.ssi_signo)), signal.ssi_pid,
-                       nameOf(signal.ssi_pid), signal.ssi_uid);
+                       sigabbrev_np(signal.si_signo), signal.si_pid, nameOf(signal.si_pid),
+                       signal.si_uid);
 }
 
 } // namespace
 
 bool SignalForensics::isWanted() {
-    const char* wanted = std::getenv("TAVIK_DEBUG_SIGNALS");
-    return wanted && std::string_view(wanted) == "1";
+    return environmentValue("TAVIK_DEBUG_SIGNALS") == "1";
 }
 
 void SignalForensics::install() {
@@ -53,7 +50,7 @@ void SignalForensics::install() {
         signalLog().with([](auto& file) { file = std::make_unique<AppendFile>(signalLogPath()); });
 }
 
-void SignalForensics::record(const signalfd_siginfo& signal) {
+void SignalForensics::record(const siginfo_t& signal) {
     signalLog().with([&](auto& file) {
         if (file)
             file->append(describe(signal));

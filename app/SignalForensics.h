@@ -1,6 +1,6 @@
 #pragma once
 
-struct signalfd_siginfo;
+#include <csignal>
 
 namespace tavik {
 
@@ -14,7 +14,7 @@ public:
     static void install();
 
     // A signal that arrived; nothing before `install`.
-    static void record(const signalfd_siginfo& signal);
+    static void record(const siginfo_t& signal);
 };
 
 } // namespace tavik

@@ -3,16 +3,20 @@
 #include "agent/AgentSession.h"
 #include "app/InstanceChannel.h"
 #include "app/Paths.h"
+#include "app/QuitSignals.h"
 #include "app/SignalForensics.h"
 #include "platform/concurrency/MainQueue.h"
 #include "platform/defaults/UserDefaults.h"
 #include "platform/inference/AudioClassifier.h"
 #include "platform/speech/SpeechOutput.h"
+#include "tests/support/Eventually.h"
 #include "tests/voice/FakeAudioServer.h"
 #include "tools/stand-ins/services/TemporaryFolder.h"
 
+#include <atomic>
 #include <csignal>
-#include <sys/signalfd.h>
+#include <latch>
+#include <thread>
 
 using namespace std::chrono_literals;
 using testing::ElementsAre;
@@ -57,19 +61,16 @@ protected:
                 .onConversationEnd = [](const std::string&) {}};
     }
 
-    bool eventually(const std::function<bool()>& condition) {
-        const auto deadline = std::chrono::steady_clock::now() + 5s;
-        while (!condition()) {
-            if (std::chrono::steady_clock::now() > deadline)
-                return false;
-            std::this_thread::sleep_for(2ms);
+    // Meanwhile the main queue runs.
+    static bool becomes(const std::function<bool()>& condition) {
+        return eventually([&] {
             MainQueue::shared().drain();
-        }
-        return true;
+            return condition();
+        });
     }
 
     bool fails() {
-        return eventually([this] { return state.phase().kind == TavikPhase::Kind::error; });
+        return becomes([this] { return state.phase().kind == TavikPhase::Kind::error; });
     }
 
     Clock& clock = systemClock();
@@ -104,11 +105,11 @@ TEST_F(AppStateTest, RetriesWhenToldAndStaysOffWhenSwitchedOff) {
     audio.isDown = false;
     phases.clear();
     state.retry();
-    ASSERT_TRUE(eventually([this] { return phases.size() > 2; }));
+    ASSERT_TRUE(becomes([this] { return phases.size() > 2; }));
     EXPECT_THAT(phases.back(), HasSubstr("Speech recognition couldn't be prepared."));
     state.stopListening();
     EXPECT_EQ(state.listening(), AppState::Listening::off);
-    ASSERT_TRUE(eventually([this] { return state.phase().kind == TavikPhase::Kind::off; }));
+    ASSERT_TRUE(becomes([this] { return state.phase().kind == TavikPhase::Kind::off; }));
     state.startIfPossible();
     state.restartListening();
     MainQueue::shared().drain();
@@ -118,7 +119,7 @@ TEST_F(AppStateTest, RetriesWhenToldAndStaysOffWhenSwitchedOff) {
 TEST_F(AppStateTest, APauseEndsByItselfUnlessTheUserDecidedOtherwise) {
     state.pauseListening(20ms);
     EXPECT_EQ(state.listening(), AppState::Listening::paused);
-    EXPECT_TRUE(eventually([this] { return state.listening() == AppState::Listening::on; }));
+    EXPECT_TRUE(becomes([this] { return state.listening() == AppState::Listening::on; }));
     state.pauseListening(20ms);
     state.stopListening();
     std::this_thread::sleep_for(60ms);
@@ -128,7 +129,7 @@ TEST_F(AppStateTest, APauseEndsByItselfUnlessTheUserDecidedOtherwise) {
 
 TEST_F(AppStateTest, KeepsTheLastNoticeUntilItListens) {
     state.notify("The disk is full.");
-    ASSERT_TRUE(eventually([this] { return !notices.empty(); }));
+    ASSERT_TRUE(becomes([this] { return !notices.empty(); }));
     EXPECT_EQ(state.notice(), "The disk is full.");
 }
 
@@ -149,17 +150,24 @@ TEST(InstanceChannel, TellsTheFirstAndHandsTheTokenOver) {
                 ElementsAre("", std::string(511, 'x')));
 }
 
-TEST(SignalForensics, WritesTheSenderDownOnlyWhenWanted) {
-    signalfd_siginfo signal{};
-    signal.ssi_signo = SIGTERM;
-    signal.ssi_pid = static_cast<unsigned>(getpid());
-    SignalForensics::install();
-    SignalForensics::record(signal);
-    EXPECT_EQ(readFile(signalLogPath()), "");
-    setenv("TAVIK_DEBUG_SIGNALS", "1", 1);
-    SignalForensics::install();
-    SignalForensics::record(signal);
-    unsetenv("TAVIK_DEBUG_SIGNALS");
+// As some libraries do when they are loaded.
+TEST(QuitSignals, AreHeardBesideAThreadThatWasThereBeforeThemAndToldOfOnlyWhenWanted) {
+    std::latch end(1);
+    std::jthread early([&] { end.wait(); });
+    std::atomic<int> quits = 0;
+    {
+        const QuitSignals signals([&] { ++quits; });
+        SignalForensics::install();
+        pthread_kill(early.native_handle(), SIGTERM);
+        EXPECT_TRUE(eventually([&] { return quits == 1; }));
+        EXPECT_EQ(readFile(signalLogPath()), "");
+        setenv("TAVIK_DEBUG_SIGNALS", "1", 1);
+        SignalForensics::install();
+        unsetenv("TAVIK_DEBUG_SIGNALS");
+        kill(getpid(), SIGTERM);
+        EXPECT_TRUE(eventually([&] { return quits == 2; }));
+    }
+    end.count_down();
     EXPECT_THAT(readFile(signalLogPath()),
                 HasSubstr("SIGTERM from process " + std::to_string(getpid()) + " (app_tests)"));
 }
