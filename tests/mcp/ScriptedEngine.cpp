@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <iostream>
 #include <map>
@@ -70,8 +71,10 @@ std::string openDescriptors() {
 void callDesktop(const std::string& tool, const Json& arguments, const Json& id) {
     if (arguments.contains("exit"))
         std::exit(3);
-    if (arguments.contains("hang"))
+    if (arguments.contains("hang")) { // and the file of that name tells that the call has come
+        std::ofstream(arguments["hang"].get<std::string>());
         return;
+    }
     if (arguments.contains("pid"))
         return say(replyLine(id, textResult(std::to_string(getpid()))));
     Json result = textResult(tool + " " + compactJson(arguments));

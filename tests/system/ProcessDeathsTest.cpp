@@ -1,4 +1,5 @@
 #include "mcp/UnixSocket.h"
+#include "tests/support/Eventually.h"
 #include "tests/system/AgentAtTheShim.h"
 #include "tests/system/RunningTavik.h"
 
@@ -23,10 +24,7 @@ bool isRunning(pid_t process) {
 }
 
 bool endsSoon(pid_t process) {
-    const auto deadline = std::chrono::steady_clock::now() + 5s;
-    while (isRunning(process) && std::chrono::steady_clock::now() < deadline)
-        std::this_thread::sleep_for(5ms);
-    return !isRunning(process);
+    return eventually([process] { return !isRunning(process); }, 5s);
 }
 
 // An agent, its bridge, Tavik and the engine, with a call on its way that the engine never answers.
@@ -43,8 +41,10 @@ public:
             std::this_thread::sleep_for(10ms);
         client.emplace(home, socket);
         enginePid = pid_t(std::stol(textOf(client->ask(callOf(1, "snapshot", {{"pid", true}})))));
-        client->send(callOf(2, "snapshot", {{"hang", true}}));
-        client->ask({{"id", 3}, {"method", "ping"}});
+        const std::string hasCome = home + "/has-come";
+        files::remove(hasCome);
+        client->send(callOf(2, "snapshot", {{"hang", hasCome}}));
+        EXPECT_TRUE(eventually([&] { return files::exists(hasCome); }));
     }
 
     void kill(int victims) {
