@@ -6,7 +6,7 @@
 #include "brains/MakeBrain.h"
 #include "platform/concurrency/Clock.h"
 #include "platform/defaults/UserDefaults.h"
-#include "platform/inference/AudioClassifier.h"
+#include "platform/inference/AudioNetwork.h"
 #include "voice/VoiceTuning.h"
 
 namespace tavik {
@@ -15,9 +15,9 @@ namespace {
 
 constexpr std::size_t wakeClasses = 2;
 
-std::unique_ptr<AudioClassifier> loadWakeModel() {
-    return loadAudioClassifier(resourcePath("HeyVessa_runtime.onnx"), tuning::WAKE_WINDOW,
-                               wakeClasses);
+std::unique_ptr<AudioNetwork> loadWakeModel() {
+    return loadAudioNetwork(resourcePath("HeyVessa_runtime.onnx"), tuning::WAKE_WINDOW,
+                            wakeClasses);
 }
 
 std::unique_ptr<AgentSession> startAgentSession(std::shared_ptr<Brain> brain,

@@ -5,7 +5,7 @@
 #include "app/Paths.h"
 #include "bench/FreshHome.h"
 #include "platform/audio/Resampler.h"
-#include "platform/inference/AudioClassifier.h"
+#include "platform/inference/AudioNetwork.h"
 #include "platform/recognition/Transcriber.h"
 #include "tools/stand-ins/services/StandInVoice.h"
 #include "voice/VoiceTuning.h"
@@ -81,12 +81,12 @@ void benchRecognition(const FreshHome& home) {
 void benchWakeModel(const FreshHome& home) {
     constexpr int looks = 200;
     const auto model =
-        loadAudioClassifier(resourcePath("HeyVessa_runtime.onnx"), tuning::WAKE_WINDOW, 2);
+        loadAudioNetwork(resourcePath("HeyVessa_runtime.onnx"), tuning::WAKE_WINDOW, 2);
     auto window = spoken(home, "hey there, how are you doing today");
     window.resize(tuning::WAKE_WINDOW);
     const auto start = steady_clock::now();
     for (int look = 0; look < looks; ++look)
-        model->classify(window);
+        model->run(window);
     const double each = millisecondsSince(start) / looks;
     std::printf("a look at the wake model   %7.2f ms, %.1f %% of one core at five a second\n", each,
                 each * 5 / 10);

@@ -12,7 +12,7 @@
 namespace tavik {
 
 class AgentSession;
-class AudioClassifier;
+class AudioNetwork;
 class AudioServer;
 class Brain;
 class Clock;
@@ -29,7 +29,7 @@ struct VoiceServices {
     // Throws TranscriberError.
     std::function<std::unique_ptr<Transcriber>(Vocabulary)> openTranscriber;
     // Throws ModelError.
-    std::function<std::unique_ptr<AudioClassifier>()> loadWakeModel;
+    std::function<std::unique_ptr<AudioNetwork>()> loadWakeModel;
     // A conversation begins, and will soon ask the model. Must return at once.
     std::function<void()> prepareBrain;
     // None when no key is set. Throws Cancelled.

@@ -2,7 +2,7 @@
 
 #include "app/Log.h"
 #include "platform/defaults/UserDefaults.h"
-#include "platform/inference/AudioClassifier.h"
+#include "platform/inference/AudioNetwork.h"
 #include "voice/SampleRing.h"
 #include "voice/VoiceServices.h"
 #include "voice/VoiceTuning.h"
@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::size_t phraseClass = 1; // class 0 is everything else
 
-std::unique_ptr<AudioClassifier> loadOrLog(const VoiceServices& services) {
+std::unique_ptr<AudioNetwork> loadOrLog(const VoiceServices& services) {
     try {
         return services.loadWakeModel();
     } catch (const ModelError& error) {
@@ -43,7 +43,7 @@ double WakeDetector::wakeProb(std::span<const float> window) {
     if (!model)
         return 0;
     try {
-        const double probability = model->classify(window)[phraseClass];
+        const double probability = model->run(window)[phraseClass];
         return std::isfinite(probability) ? probability : 0;
     } catch (const ModelError&) {
         return 0;

@@ -6,7 +6,7 @@
 
 namespace tavik {
 
-class AudioClassifier;
+class AudioNetwork;
 class UserDefaults;
 struct VoiceServices;
 
@@ -35,7 +35,7 @@ public:
 private:
     UserDefaults& defaults;
     std::mutex mutex;
-    std::unique_ptr<AudioClassifier> model; // one prediction at a time, under the mutex
+    std::unique_ptr<AudioNetwork> model; // one prediction at a time, under the mutex
 };
 
 } // namespace tavik

@@ -7,7 +7,7 @@
 #include "app/SignalForensics.h"
 #include "platform/concurrency/MainQueue.h"
 #include "platform/defaults/UserDefaults.h"
-#include "platform/inference/AudioClassifier.h"
+#include "platform/inference/AudioNetwork.h"
 #include "platform/speech/SpeechOutput.h"
 #include "tests/support/Eventually.h"
 #include "tests/voice/FakeAudioServer.h"
@@ -52,7 +52,7 @@ protected:
                 .openTranscriber = [](Vocabulary) -> std::unique_ptr<Transcriber> {
                     throw TranscriberError("none");
                 },
-                .loadWakeModel = []() -> std::unique_ptr<AudioClassifier> { return nullptr; },
+                .loadWakeModel = []() -> std::unique_ptr<AudioNetwork> { return nullptr; },
                 .prepareBrain = [] {},
                 .makeBrain = [](std::stop_token) -> std::shared_ptr<Brain> { return nullptr; },
                 .makeAgentSession = [](std::shared_ptr<Brain>, std::string)

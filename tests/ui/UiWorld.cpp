@@ -5,7 +5,7 @@
 #include "memory/MemoryDatabase.h"
 #include "memory/Summarizer.h"
 #include "platform/concurrency/MainQueue.h"
-#include "tests/voice/DeafClassifier.h"
+#include "tests/voice/DeafNetwork.h"
 #include "voice/VoiceTuning.h"
 
 #include <QCoreApplication>
@@ -124,7 +124,7 @@ VoiceServices UiWorld::voiceServices() {
             .audio = audio,
             .speech = speech,
             .openTranscriber = [](Vocabulary) { return std::make_unique<CommandTranscriber>(); },
-            .loadWakeModel = [] { return std::make_unique<DeafClassifier>(); },
+            .loadWakeModel = [] { return std::make_unique<DeafNetwork>(); },
             .prepareBrain = [] {},
             .makeBrain = [this](std::stop_token) -> std::shared_ptr<Brain> {
                 return hasBrain ? std::make_shared<PatientBrain>(mayAnswer) : nullptr;

@@ -62,12 +62,12 @@ private:
     const Vocabulary vocabulary;
 };
 
-class FakeClassifier : public AudioClassifier {
+class FakeNetwork : public AudioNetwork {
 public:
-    explicit FakeClassifier(FakeListeners& fakes)
+    explicit FakeNetwork(FakeListeners& fakes)
         : listeners(fakes) {}
 
-    std::span<const float> classify(std::span<const float> window) override {
+    std::span<const float> run(std::span<const float> window) override {
         ++listeners.modelLooks;
         const auto heard = std::count(window.begin(), window.end(), wakeLevel);
         const bool holdsPhrase = heard >= static_cast<std::ptrdiff_t>(phraseSamples);
@@ -90,10 +90,10 @@ std::unique_ptr<Transcriber> FakeListeners::open(Vocabulary vocabulary) {
     return std::make_unique<FakeTranscriber>(*this, vocabulary);
 }
 
-std::unique_ptr<AudioClassifier> FakeListeners::loadModel() {
+std::unique_ptr<AudioNetwork> FakeListeners::loadModel() {
     if (modelIsMissing)
         throw ModelError("no such file");
-    return std::make_unique<FakeClassifier>(*this);
+    return std::make_unique<FakeNetwork>(*this);
 }
 
 std::string FakeListeners::nextCommand() {

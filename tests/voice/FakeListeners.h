@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/inference/AudioClassifier.h"
+#include "platform/inference/AudioNetwork.h"
 #include "platform/recognition/Transcriber.h"
 #include "tests/voice/WorldClock.h"
 
@@ -13,7 +13,7 @@
 namespace tavik {
 
 // The levels of sound that the fakes know.
-constexpr float wakeLevel = 0.5F; // what the classifier takes for the wake phrase
+constexpr float wakeLevel = 0.5F; // what the network takes for the wake phrase
 constexpr float speechLevel = 0.2F;
 constexpr float silenceLevel = 0.0F;
 
@@ -25,7 +25,7 @@ public:
         : clock(worldClock) {}
 
     std::unique_ptr<Transcriber> open(Vocabulary vocabulary);
-    std::unique_ptr<AudioClassifier> loadModel();
+    std::unique_ptr<AudioNetwork> loadModel();
 
     // The next command; empty when there is none left.
     std::string nextCommand();

@@ -3,7 +3,7 @@
 #include "platform/audio/AudioServer.h"
 #include "platform/concurrency/Clock.h"
 #include "tests/support/Eventually.h"
-#include "tests/voice/DeafClassifier.h"
+#include "tests/voice/DeafNetwork.h"
 #include "tests/voice/VoiceWorld.h"
 #include "tools/stand-ins/services/PrivatePipeWire.h"
 #include "tools/stand-ins/services/PrivatePulseAudio.h"
@@ -183,7 +183,7 @@ private:
             .speech = speech,
             .openTranscriber =
                 [this](Vocabulary) { return std::make_unique<ListeningTranscriber>(secondsHeard); },
-            .loadWakeModel = [] { return std::make_unique<DeafClassifier>(); },
+            .loadWakeModel = [] { return std::make_unique<DeafNetwork>(); },
             .prepareBrain = [] {},
             .makeBrain = [this](std::stop_token) { return brain; },
             .makeAgentSession =

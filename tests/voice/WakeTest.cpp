@@ -97,12 +97,12 @@ TEST(Wake, VerificationWantsTheWordAmongFew) {
 }
 
 // Counts how often it is asked.
-class CountingClassifier : public AudioClassifier {
+class CountingNetwork : public AudioNetwork {
 public:
-    explicit CountingClassifier(int& counter, float answer)
+    explicit CountingNetwork(int& counter, float answer)
         : count(counter)
         , probabilities{1 - answer, answer} {}
-    std::span<const float> classify(std::span<const float>) override {
+    std::span<const float> run(std::span<const float>) override {
         if (++count == failAt)
             throw ModelError("broken");
         return probabilities;
@@ -116,7 +116,7 @@ private:
 
 class WakeDetectorTest : public VoiceLoopTest {
 protected:
-    VoiceServices servicesWith(std::function<std::unique_ptr<AudioClassifier>()> load) {
+    VoiceServices servicesWith(std::function<std::unique_ptr<AudioNetwork>()> load) {
         return VoiceServices{clock, defaults, audio, speech, {}, std::move(load),
                              {},    {},       {},    {},     {}};
     }
@@ -126,7 +126,7 @@ protected:
 TEST_F(WakeDetectorTest, AsksTheModelOnlyAboutSoundAndTakesTheThresholdItself) {
     defaults.set("wakeThreshold", 0.5);
     WakeDetector detector(
-        servicesWith([&] { return std::make_unique<CountingClassifier>(asked, 0.5F); }));
+        servicesWith([&] { return std::make_unique<CountingNetwork>(asked, 0.5F); }));
     EXPECT_FALSE(detector.isCandidate(std::vector<float>(24000, 0.00009F)));
     EXPECT_FALSE(detector.isCandidate(std::vector<float>(24000, NAN)));
     EXPECT_EQ(asked, 0);
@@ -134,12 +134,12 @@ TEST_F(WakeDetectorTest, AsksTheModelOnlyAboutSoundAndTakesTheThresholdItself) {
 }
 
 TEST_F(WakeDetectorTest, LivesWithoutAModelAndWithAFailingOne) {
-    WakeDetector without(servicesWith(
-        []() -> std::unique_ptr<AudioClassifier> { throw ModelError("no such file"); }));
+    WakeDetector without(
+        servicesWith([]() -> std::unique_ptr<AudioNetwork> { throw ModelError("no such file"); }));
     EXPECT_FALSE(without.isAvailable());
     EXPECT_EQ(without.wakeProb(std::vector<float>(24000, 0.5F)), 0);
     WakeDetector failing(servicesWith([&] {
-        auto model = std::make_unique<CountingClassifier>(asked, 0.9F);
+        auto model = std::make_unique<CountingNetwork>(asked, 0.9F);
         model->failAt = 1;
         return model;
     }));

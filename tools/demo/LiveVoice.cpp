@@ -7,7 +7,7 @@
 #include "platform/concurrency/Clock.h"
 #include "platform/defaults/UserDefaults.h"
 #include "platform/files/AtomicFile.h"
-#include "platform/inference/AudioClassifier.h"
+#include "platform/inference/AudioNetwork.h"
 #include "platform/recognition/Transcriber.h"
 #include "tools/stand-ins/services/StandInVoice.h"
 #include "voice/VoiceTuning.h"
@@ -67,8 +67,8 @@ VoiceServices LiveVoice::services() {
         .openTranscriber = openEmbeddedTranscriber,
         .loadWakeModel =
             [] {
-                return loadAudioClassifier(resourcePath("HeyVessa_runtime.onnx"),
-                                           tuning::WAKE_WINDOW, 2);
+                return loadAudioNetwork(resourcePath("HeyVessa_runtime.onnx"), tuning::WAKE_WINDOW,
+                                        2);
             },
         .prepareBrain = [] {},
         .makeBrain =

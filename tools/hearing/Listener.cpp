@@ -1,6 +1,6 @@
 #include "tools/hearing/Listener.h"
 
-#include "platform/inference/AudioClassifier.h"
+#include "platform/inference/AudioNetwork.h"
 #include "voice/SampleRing.h"
 #include "voice/VoiceTuning.h"
 #include "voice/WakeVerification.h"
@@ -20,7 +20,7 @@ constexpr std::size_t hop = samplesIn(tuning::HOP_SECONDS);
 } // namespace
 
 Listener::Listener(const std::string& modelPath)
-    : model(loadAudioClassifier(modelPath, tuning::WAKE_WINDOW, 2))
+    : model(loadAudioNetwork(modelPath, tuning::WAKE_WINDOW, 2))
     , transcriber(openEmbeddedTranscriber(Vocabulary::wakePhrase)) {}
 
 Listener::~Listener() = default;
@@ -64,7 +64,7 @@ double Listener::probability(Moment moment) {
     if (isNew) {
         const auto samples = window(tuning::WAKE_WINDOW, moment);
         const bool isLoud = rootMeanSquare(samples) >= tuning::ENERGY_GATE;
-        place->second = isLoud ? model->classify(samples)[1] : 0.0;
+        place->second = isLoud ? model->run(samples)[1] : 0.0;
     }
     return place->second;
 }

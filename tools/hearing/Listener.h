@@ -11,7 +11,7 @@
 
 namespace tavik {
 
-class AudioClassifier;
+class AudioNetwork;
 
 // A moment at which the wake model took what it heard for the phrase.
 struct Candidate {
@@ -48,7 +48,7 @@ private:
     double probability(Moment moment);
     const Judgement& verification(Moment moment);
 
-    std::unique_ptr<AudioClassifier> model;
+    std::unique_ptr<AudioNetwork> model;
     NotingTranscriber transcriber;
     std::vector<float> recording;
     std::size_t firstLook = 0;

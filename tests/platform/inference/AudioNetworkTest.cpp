@@ -1,4 +1,4 @@
-#include "platform/inference/AudioClassifier.h"
+#include "platform/inference/AudioNetwork.h"
 
 #include "app/Paths.h"
 #include "tools/stand-ins/services/TemporaryFolder.h"
@@ -21,7 +21,7 @@ std::string model(const std::string& name) {
 // What loading says, or nothing when it succeeds.
 std::string complaint(const std::string& path, std::size_t samples = 8, std::size_t classes = 2) {
     try {
-        loadAudioClassifier(path, samples, classes);
+        loadAudioNetwork(path, samples, classes);
         return "";
     } catch (const ModelError& error) {
         return error.what();
@@ -36,10 +36,10 @@ std::string randomBytes(std::size_t count, unsigned seed) {
     return bytes;
 }
 
-TEST(AudioClassifier, GivesTheProbabilitiesOfEachWindow) {
-    const auto classifier = loadAudioClassifier(model("sum"), 8, 2);
+TEST(AudioNetwork, GivesTheProbabilitiesOfEachWindow) {
+    const auto network = loadAudioNetwork(model("sum"), 8, 2);
     for (const float sample : {0.0F, 0.1F, -0.25F, 0.1F}) {
-        const auto probabilities = classifier->classify(std::vector<float>(8, sample));
+        const auto probabilities = network->run(std::vector<float>(8, sample));
         ASSERT_EQ(probabilities.size(), 2U);
         const double expected = 1 / (1 + std::exp(-2 * 8.0 * sample));
         EXPECT_NEAR(probabilities[1], expected, 1e-5) << "for samples of " << sample;
@@ -47,7 +47,7 @@ TEST(AudioClassifier, GivesTheProbabilitiesOfEachWindow) {
     }
 }
 
-TEST(AudioClassifier, RefusesFilesThatDoNotFit) {
+TEST(AudioNetwork, RefusesFilesThatDoNotFit) {
     for (const char* name :
          {"sixteen-samples", "average-of-sixteen", "three-classes", "other-input-name",
           "not-finite", "no-nodes", "unknown-operation", "absent"})
@@ -57,7 +57,7 @@ TEST(AudioClassifier, RefusesFilesThatDoNotFit) {
     EXPECT_EQ(complaint(model("sum")), "");
 }
 
-TEST(AudioClassifier, RefusesDamagedFiles) {
+TEST(AudioNetwork, RefusesDamagedFiles) {
     const TemporaryFolder folder;
     const std::string path = folder.file("damaged.onnx");
     const std::string whole = readFile(model("sum"));
@@ -78,24 +78,24 @@ TEST(AudioClassifier, RefusesDamagedFiles) {
     EXPECT_THAT(complaint(folder.path()), HasSubstr("missing or cannot"));
 }
 
-TEST(AudioClassifier, ReportsAWindowThatCannotBeClassified) {
-    const auto classifier = loadAudioClassifier(model("square-root"), 8, 2);
-    EXPECT_THROW(classifier->classify(std::vector<float>(7)), ModelError);
-    EXPECT_THROW(classifier->classify({}), ModelError);
-    EXPECT_THROW(classifier->classify(std::vector<float>(8, -1.0F)), ModelError);
-    EXPECT_FLOAT_EQ(classifier->classify(std::vector<float>(8, 1.0F))[0], 3) << "works afterwards";
+TEST(AudioNetwork, ReportsAWindowThatCannotBeClassified) {
+    const auto network = loadAudioNetwork(model("square-root"), 8, 2);
+    EXPECT_THROW(network->run(std::vector<float>(7)), ModelError);
+    EXPECT_THROW(network->run({}), ModelError);
+    EXPECT_THROW(network->run(std::vector<float>(8, -1.0F)), ModelError);
+    EXPECT_FLOAT_EQ(network->run(std::vector<float>(8, 1.0F))[0], 3) << "works afterwards";
 }
 
-TEST(AudioClassifier, TheWakeModelLoadsAndKeepsStillWhereNobodySpeaks) {
+TEST(AudioNetwork, TheWakeModelLoadsAndKeepsStillWhereNobodySpeaks) {
     constexpr std::size_t samples = 24000;
-    const auto classifier = loadAudioClassifier(resourcePath("HeyVessa_runtime.onnx"), samples, 2);
+    const auto network = loadAudioNetwork(resourcePath("HeyVessa_runtime.onnx"), samples, 2);
     std::mt19937 random(1);
     for (const float level : {0.0F, 0.001F, 0.01F, 0.1F, 0.5F}) {
         std::normal_distribution<float> next(0, std::max(level, 1e-30F));
         std::vector<float> window(samples);
         for (float& sample : window)
             sample = next(random);
-        const auto probabilities = classifier->classify(window);
+        const auto probabilities = network->run(window);
         EXPECT_LT(probabilities[1], 0.3) << "for noise of " << level;
         EXPECT_NEAR(probabilities[0] + probabilities[1], 1, 1e-3);
     }

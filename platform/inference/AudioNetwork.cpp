@@ -1,4 +1,4 @@
-#include "platform/inference/AudioClassifier.h"
+#include "platform/inference/AudioNetwork.h"
 
 #include "platform/files/AtomicFile.h"
 
@@ -36,25 +36,25 @@ cv::dnn::Net parsed(const std::string& path) {
     }
 }
 
-class OpenCvClassifier : public AudioClassifier {
+class OpenCvNetwork : public AudioNetwork {
 public:
-    OpenCvClassifier(const cv::dnn::Net& loaded, std::size_t windowSamples, std::size_t classCount)
+    OpenCvNetwork(const cv::dnn::Net& loaded, std::size_t windowSamples, std::size_t outputCount)
         : network(loaded)
         , input(1, static_cast<int>(windowSamples), CV_32F)
-        , probabilities(classCount) {}
+        , outputs(outputCount) {}
 
-    std::span<const float> classify(std::span<const float> window) override {
+    std::span<const float> run(std::span<const float> window) override {
         if (window.size() != input.total())
             throw ModelError(fmt::format("The model takes {} samples at a time, not {}.",
                                          input.total(), window.size()));
         std::ranges::copy(window, input.ptr<float>());
-        run();
-        keepProbabilities();
-        return probabilities;
+        forward();
+        keepOutputs();
+        return outputs;
     }
 
 private:
-    void run() {
+    void forward() {
         try {
             network.setInput(input, inputName);
             output = network.forward();
@@ -64,35 +64,34 @@ private:
         }
     }
 
-    void keepProbabilities() {
-        if (output.type() != CV_32F || !output.isContinuous() ||
-            output.total() != probabilities.size())
+    void keepOutputs() {
+        if (output.type() != CV_32F || !output.isContinuous() || output.total() != outputs.size())
             throw ModelError(fmt::format("The model gives {} numbers instead of {}.",
-                                         output.total(), probabilities.size()));
+                                         output.total(), outputs.size()));
         const std::span<const float> values(output.ptr<float>(), output.total());
         if (!std::ranges::all_of(values, [](float value) { return std::isfinite(value); }))
             throw ModelError("The model gives numbers that are not finite.");
-        std::ranges::copy(values, probabilities.begin());
+        std::ranges::copy(values, outputs.begin());
     }
 
     cv::dnn::Net network;
     cv::Mat input;
     cv::Mat output;
-    std::vector<float> probabilities;
+    std::vector<float> outputs;
 };
 
 } // namespace
 
-std::unique_ptr<AudioClassifier>
-loadAudioClassifier(const std::string& path, std::size_t windowSamples, std::size_t classCount) {
+std::unique_ptr<AudioNetwork> loadAudioNetwork(const std::string& path, std::size_t windowSamples,
+                                               std::size_t outputCount) {
     configureLibrary();
-    auto classifier = std::make_unique<OpenCvClassifier>(parsed(path), windowSamples, classCount);
+    auto loaded = std::make_unique<OpenCvNetwork>(parsed(path), windowSamples, outputCount);
     try {
-        classifier->classify(std::vector<float>(windowSamples));
+        loaded->run(std::vector<float>(windowSamples));
     } catch (const ModelError& error) {
         throw ModelError(fmt::format("The model file {} does not fit. {}", path, error.what()));
     }
-    return classifier;
+    return loaded;
 }
 
 } // namespace tavik
