@@ -46,17 +46,19 @@ SpeechModels forCommands() {
                            {"vesa", "V EY S AH"},
                            {"wessa", "W EH S AH"},
                            {"tavik", "T AA V IH K"}},
-            .framesHeardFirst = 150};
+            .framesHeardFirst = 150,
+            .cleaner = ""};
 }
 
 // A dictionary of two thousand words instead of a hundred thousand: little memory, and quick. The
-// window is there as a whole, so it is heard as a whole before it is decoded.
+// window is there as a whole, so it is cleaned as a whole before it is decoded.
 SpeechModels forWakePhrase() {
     return {.acousticFolder = packageFolder + "/en-us",
             .dictionary = resourcePath("language/wake.dict"),
             .languages = {{resourcePath("language/wake.arpa"), 1.0F}},
             .addedWords = {},
-            .framesHeardFirst = 800};
+            .framesHeardFirst = 0,
+            .cleaner = resourcePath("CleanSpeech.onnx")};
 }
 
 } // namespace

@@ -27,6 +27,9 @@ struct SpeechModels {
     std::vector<AddedWord> addedWords;
     // How much speech is heard before decoding begins, in frames of 10 ms: see SpeechSpectrum.
     std::size_t framesHeardFirst;
+    // The network through which an utterance is heard (SpeechCleaner), which is then 2.5 s long and
+    // decoded when it has ended; empty for none.
+    std::string cleaner;
 };
 
 // Those of `vocabulary` as installed.

@@ -53,6 +53,8 @@ SphinxDecoder::SphinxDecoder(const SpeechModels& models)
     if (!decoder)
         throw TranscriberError("The speech recognition models could not be loaded.");
     spectrum.emplace(ps_get_fe(decoder.get()));
+    if (!models.cleaner.empty())
+        cleaner.emplace(models.cleaner);
     addWords(models);
     chooseLanguage(models);
 }
@@ -81,6 +83,8 @@ void SphinxDecoder::decode(std::span<const std::int16_t> samples) {
     held.insert(held.end(), samples.begin(), samples.end());
     if (!spectrumSettled) {
         spectrum->add(samples);
+        if (cleaner)
+            return forgetBeforeWindow();
         if (spectrum->speechFrames() < framesHeardFirst && held.size() < mostHeld)
             return;
         settleSpectrum();
@@ -89,11 +93,34 @@ void SphinxDecoder::decode(std::span<const std::int16_t> samples) {
 }
 
 std::string SphinxDecoder::end() {
+    if (cleaner) {
+        decodeCleaned();
+        return std::move(text);
+    }
     if (!spectrumSettled)
         settleSpectrum();
     decodeHeld(held.size());
     endSection();
     return std::move(text);
+}
+
+void SphinxDecoder::forgetBeforeWindow() {
+    const std::size_t kept = std::min(held.size(), SpeechCleaner::windowSamples);
+    held.erase(held.begin(), held.end() - static_cast<std::ptrdiff_t>(kept));
+}
+
+// Where there was no speech the decoder would understand something all the same.
+void SphinxDecoder::decodeCleaned() {
+    if (spectrum->speechFrames() == 0)
+        return;
+    auto cepstra = cleaner->cepstra(held);
+    std::vector<mfcc_t*> frames;
+    for (std::size_t frame = 0; frame < SpeechCleaner::frames; ++frame)
+        frames.push_back(&cepstra[frame * SpeechCleaner::frameSize]);
+    startSection();
+    if (ps_process_cep(decoder.get(), frames.data(), SpeechCleaner::frames, FALSE, TRUE) < 0)
+        throw TranscriberError("Speech recognition failed on the audio.");
+    endSection();
 }
 
 void SphinxDecoder::abandon() {

@@ -1,37 +1,21 @@
 // tavik-hearing MODEL THRESHOLD ... < LIST
-// LIST has a line for each recording: its path, a tab and the samples before the first look. A
-// recording is bare 16-bit little-endian samples, 16 kHz, mono. For each candidate a line comes
+// LIST has a line for each recording: its path, a tab and the samples before the first look. For
+// each candidate a line comes
 // out: path, threshold, seconds, probability, 1 if confirmed or 0, transcript; separated by tabs.
 
-#include "platform/inference/AudioClassifier.h"
+#include "platform/inference/AudioNetwork.h"
 #include "tools/hearing/Listener.h"
+#include "tools/hearing/Recording.h"
 #include "voice/VoiceTuning.h"
 
-#include <cstdint>
 #include <cstdio>
 #include <fmt/format.h>
-#include <fstream>
 #include <iostream>
 #include <stdexcept>
 
 namespace {
 
 using namespace tavik;
-
-std::vector<float> recordingAt(const std::string& path) {
-    std::ifstream file(path, std::ios::binary | std::ios::ate);
-    std::vector<std::int16_t> stored(
-        static_cast<std::size_t>(std::max<std::streamoff>(0, file.tellg())) / 2);
-    file.seekg(0);
-    file.read(reinterpret_cast<char*>(stored.data()),
-              static_cast<std::streamsize>(stored.size() * 2));
-    if (!file)
-        throw std::runtime_error(fmt::format("The recording {} cannot be read.", path));
-    std::vector<float> samples(stored.size());
-    for (std::size_t i = 0; i < stored.size(); ++i)
-        samples[i] = static_cast<float>(stored[i]) / 32768.0F;
-    return samples;
-}
 
 void print(const std::string& path, double threshold, const Candidate& candidate) {
     fmt::print("{}\t{}\t{:.3f}\t{:.4f}\t{}\t{}\n", path, threshold,

@@ -9,7 +9,7 @@ import model as m
 import phones
 from train import say
 
-EPOCHS, BATCH = 6, 64
+EPOCHS, BATCH = 12, 64
 
 
 def difference(spread, transform, got, want):

@@ -1,4 +1,5 @@
 """The network: raw 1.5 s of sound in, two probabilities out, in operations OpenCV's importer knows."""
+import numpy as np
 import torch
 from torch import nn
 
@@ -6,6 +7,12 @@ import phones
 from phones import FILTERS, FRAMES, RATE, SCORED, WINDOW
 
 STATES = 3 * len(phones.read_names())
+
+
+def spread_out(summary, frames):
+    """[N, channels, 1, 1] to every frame, as a convolution with ones."""
+    x = nn.functional.conv2d(summary.reshape(-1, 1, summary.shape[1], 1), torch.ones(frames, 1, 1, 1))
+    return x.permute(0, 2, 3, 1)
 
 
 class Cleaner(nn.Module):
@@ -16,12 +23,12 @@ class Cleaner(nn.Module):
 
     WIDTH = 64
 
-    def __init__(self):
+    def __init__(self, frames=FRAMES):
         super().__init__()
-        n = self.WIDTH
+        n, self.frames = self.WIDTH, frames
         self.first = nn.Conv2d(FILTERS, n, (1, 5), padding=(0, 2))
         # Each place sees the mean and the maximum over the whole window.
-        self.mean, self.most = nn.AvgPool2d((1, FRAMES)), nn.MaxPool2d((1, FRAMES))
+        self.mean, self.most = nn.AvgPool2d((1, frames)), nn.MaxPool2d((1, frames))
         self.summary = nn.Conv2d(2 * n, n, 1)
         self.second = nn.Conv2d(n, n, (1, 5), padding=(0, 4), dilation=(1, 2))
         self.third = nn.Conv2d(n, n, (1, 5), padding=(0, 8), dilation=(1, 4))
@@ -30,15 +37,10 @@ class Cleaner(nn.Module):
     def forward(self, spectra):
         x = spectra * 0.25 - 1.5
         h = torch.relu(self.first(x))
-        h = torch.relu(h + self.spread_out(self.summary(torch.cat([self.mean(h), self.most(h)], 1))))
+        h = torch.relu(h + spread_out(self.summary(torch.cat([self.mean(h), self.most(h)], 1)), self.frames))
         h = torch.relu(h + self.second(h))
         h = torch.relu(h + self.third(h))
         return (x + self.last(h)) * 4.0
-
-    def spread_out(self, summary):
-        """[N, WIDTH, 1, 1] to every frame, as a convolution with ones."""
-        x = nn.functional.conv2d(summary.reshape(-1, 1, self.WIDTH, 1), torch.ones(FRAMES, 1, 1, 1))
-        return x.permute(0, 2, 3, 1)
 
 
 class Head(nn.Module):
@@ -88,6 +90,36 @@ class WakeModel(nn.Module):
 
     def fast(self, audio):
         return torch.softmax(self.head(self.states(self.spectrum.fast(audio))), 1)
+
+
+class CleanSpeech(nn.Module):
+    """What the verification hears: audio [1, SAMPLES] to the acoustic model's cepstra [1, frames * CEPSTRA], frame by frame.
+
+    Half of what it hears is the spectrum as it is, with the mean of the cleaned one where there is speech: the Cleaner
+    alone takes something away from a clean voice, and the mean of both errs less than either.
+    """
+
+    SAMPLES = 40000
+
+    def __init__(self, cleaner):
+        super().__init__()
+        self.spectrum = phones.Spectrum(self.SAMPLES)
+        self.frames = self.spectrum.frames
+        self.cleaner = Cleaner(self.frames)
+        self.cleaner.load_state_dict(cleaner.state_dict())
+        self.loudness = phones.constant(np.full((1, FILTERS, 1, 1), 1 / FILTERS))
+        self.all_filters = phones.constant(np.ones((FILTERS, 1, 1, 1)))
+        self.mean, self.most = nn.AvgPool2d((1, self.frames)), nn.MaxPool2d((1, self.frames))
+        self.cosines = phones.constant(0.5 * phones.cosines()[:, :, None, None])
+
+    def forward(self, audio):
+        heard = self.spectrum(audio)
+        clean = self.cleaner(heard)
+        loudness = self.loudness(clean)
+        speech = self.all_filters(torch.sigmoid((loudness - spread_out(self.most(loudness), self.frames) + 4.0) * 1.5))
+        shift = self.mean((clean - heard) * speech) / self.mean(speech)
+        both = clean + heard + spread_out(shift, self.frames)
+        return self.cosines(both).permute(0, 3, 1, 2).reshape(1, -1)
 
 
 def load(work, rounds=(1, 2, 3)):

@@ -107,24 +107,25 @@ class Spectrum(nn.Module):
     FLOOR = 12.0     # nats below the window's mean energy
     TINY = 0.1       # energy far below what the rounding to 16 bits leaves
 
-    def __init__(self):
+    def __init__(self, window=WINDOW):
         super().__init__()
+        self.window, self.frames = window, (window - FRAME - 1) // HOP + 1
         taps, used = fourier()
         filters = mel_filters()[:, used]
         self.fourier = constant(taps[:, None, None, :])
         self.fourier.stride = (1, HOP)
         self.mel = constant(np.concatenate([filters, filters], 1)[:, :, None, None])
         # One number per window spread over every place of the spectrum, as a convolution with ones.
-        self.spread = constant(np.ones((FILTERS * FRAMES, 1, 1, 1)))
-        self.mean = nn.AvgPool2d((FILTERS, FRAMES))
+        self.spread = constant(np.ones((FILTERS * self.frames, 1, 1, 1)))
+        self.mean = nn.AvgPool2d((FILTERS, self.frames))
         self.register_buffer("hamming", torch.tensor(np.hamming(FRAME) * 32768, dtype=torch.float32), persistent=False)
         self.register_buffer("triangles", torch.tensor(mel_filters().T, dtype=torch.float32), persistent=False)
 
     def forward(self, audio):
-        x = self.fourier(audio.view(-1, 1, 1, WINDOW))
+        x = self.fourier(audio.view(-1, 1, 1, self.window))
         x = self.mel(x * x)
-        level = self.spread(torch.log(self.mean(x.reshape(-1, 1, FILTERS, FRAMES)) + self.TINY))
-        return torch.relu(torch.log(x + self.TINY) - level.reshape(-1, FILTERS, 1, FRAMES) + self.FLOOR)
+        level = self.spread(torch.log(self.mean(x.reshape(-1, 1, FILTERS, self.frames)) + self.TINY))
+        return torch.relu(torch.log(x + self.TINY) - level.reshape(-1, FILTERS, 1, self.frames) + self.FLOOR)
 
     def energies(self, audio):
         """[N, filters, frames] by FFT, quicker in torch; any length."""

@@ -171,10 +171,15 @@ std::string complaint(Vocabulary vocabulary) {
 
 TEST(Transcriber, NamesTheFileThatIsMissingOrDamaged) {
     const TemporaryFolder folder;
+    const std::string previousResources = std::getenv("TAVIK_RESOURCES");
     const ResourceFolder resources(folder.path());
     const std::string arpa = folder.file("language/commands.arpa");
     std::filesystem::create_directory(folder.file("language"));
     EXPECT_THAT(complaint(Vocabulary::wakePhrase), HasSubstr(folder.file("language/wake.dict")));
+    for (const char* file : {"language/wake.dict", "language/wake.arpa"})
+        std::filesystem::copy(previousResources + "/" + file, folder.file(file));
+    EXPECT_THAT(complaint(Vocabulary::wakePhrase),
+                HasSubstr(folder.file("CleanSpeech.onnx") + " is missing"));
     EXPECT_THAT(complaint(Vocabulary::commands), HasSubstr(arpa + " is missing"));
     writeFile(arpa, "");
     EXPECT_THAT(complaint(Vocabulary::commands), HasSubstr(arpa + " is missing or empty"));

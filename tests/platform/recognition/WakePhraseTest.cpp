@@ -2,6 +2,9 @@
 
 #include "tests/platform/recognition/SpokenSamples.h"
 
+#include <algorithm>
+#include <array>
+#include <functional>
 #include <gtest/gtest.h>
 #include <sstream>
 
@@ -9,6 +12,9 @@ namespace tavik {
 namespace {
 
 constexpr std::size_t windowSamples = 40000;
+constexpr std::array allVoices = {"flite:slt",         "flite:rms",       "flite:awb",
+                                  "espeak-ng:en-us",   "espeak-ng:en-gb", "espeak-ng:en-us+f3",
+                                  "espeak-ng:en-us+m3"};
 
 // The end of `samples` with `trailing` samples of silence after it, filled up with a whisper of
 // noise.
@@ -45,8 +51,7 @@ protected:
 TEST_F(WakePhraseTest, IsHeardFromManyVoicesAtAnyPlace) {
     int heard = 0;
     int said = 0;
-    for (const char* voice : {"flite:slt", "flite:rms", "flite:awb", "espeak-ng:en-us",
-                              "espeak-ng:en-gb", "espeak-ng:en-us+f3", "espeak-ng:en-us+m3"}) {
+    for (const char* voice : allVoices) {
         const auto samples = trimmed(spoken("hey vessa", voice));
         for (const std::size_t trailing : {800U, 4800U, 9600U}) {
             const std::string text = transcript(window(samples, trailing));
@@ -57,6 +62,23 @@ TEST_F(WakePhraseTest, IsHeardFromManyVoicesAtAnyPlace) {
         }
     }
     EXPECT_GE(heard, said - 2);
+}
+
+// Without the cleaner a third of these are heard, with it two thirds.
+TEST_F(WakePhraseTest, IsHeardInNoise) {
+    int heard = 0;
+    int said = 0;
+    for (const char* voice : allVoices) {
+        const auto phrase = window(trimmed(spoken("hey vessa", voice)), 4800);
+        for (const float level : {0.04F, 0.06F, 0.08F})
+            for (const unsigned seed : {7U, 8U}) {
+                auto noisy = noise(windowSamples, level, seed);
+                std::ranges::transform(noisy, phrase, noisy.begin(), std::plus());
+                heard += holdsWakePhrase(transcript(noisy));
+                ++said;
+            }
+    }
+    EXPECT_GE(heard, said / 2);
 }
 
 TEST_F(WakePhraseTest, IsNotHeardInOtherSpeech) {
