@@ -112,7 +112,8 @@ def false_wakes(program, model, mixer, hours):
         meaning.append(("noise", kind))
         out += [(*means, len(job[0]) / m.RATE, lines) for means, job, lines in zip(meaning, jobs, hear(program, model, jobs))]
         total += sum(len(x) for x, _ in jobs) / m.RATE
-        say(f"false wakes: {total / 3600:.1f} h")
+        alone, confirmed = (sum(q[0] == 0.6 and (q[3] or not c) for row in out for q in row[3]) for c in (False, True))
+        say(f"other sound: {total / 3600:.1f} h, at 0.6 {alone} candidates, {confirmed} confirmed")
     return out
 
 

@@ -57,7 +57,7 @@ def main():
         return cvnet.forward().copy()
 
     mixer = Mixer(work, "dev", 5)
-    windows = [mixer.window(kind) for kind in ("phrase", "partial", "speech") for _ in range(60)]
+    windows = [mixer.window(kind) for kind in ("phrase", "partial", "speech", "noise") for _ in range(200)]
     worst = 0.0
     for x in windows:
         with torch.no_grad():

@@ -145,6 +145,7 @@ class Phones(nn.Module):
     KEPT = 64        # Gaussians of each stream of each phone; those of least weight are left out
     SHARPNESS = 0.5  # the streams are not independent, nor are frames: posteriors are too certain otherwise
     RANGE = 10.0     # nats
+    SPAN = 40.0      # nats below a frame's best state at which all are the same; OpenCV's logarithm of a softmax fails beyond
     DEPTH = 60.0     # nats below the frame's best Gaussian at which all are the same; OpenCV's exp fails far below
 
     def __init__(self):
@@ -175,6 +176,10 @@ class Phones(nn.Module):
         self.less = nn.Conv2d(1, len(names) * self.KEPT, 1)      # all are told how far below the best is too far
         self.less.weight.data.fill_(-1.0)
         self.less.bias.data.fill_(self.DEPTH)
+        self.best = nn.MaxPool2d((3 * len(names), 1))
+        self.above = nn.Conv2d(1, 3 * len(names), 1)
+        self.above.weight.data.fill_(-1.0)
+        self.above.bias.data.fill_(self.SPAN)
         self.requires_grad_(False)
 
     def likelihoods(self, spectra):
@@ -200,11 +205,12 @@ class Phones(nn.Module):
         return total.transpose(1, 2).unsqueeze(2)
 
     def fast(self, spectra):
-        return self.scaled(self.fast_likelihoods(spectra))
+        return self.scaled(self.fast_likelihoods(spectra) * self.SHARPNESS)
 
     def forward(self, spectra):
-        return self.scaled(self.likelihoods(spectra))
+        x = self.likelihoods(spectra) * self.SHARPNESS
+        return self.scaled(torch.relu(x + self.above(self.best(x.permute(0, 2, 1, 3)))))
 
     def scaled(self, likelihoods):
-        x = torch.log_softmax(likelihoods * self.SHARPNESS, 1)
+        x = torch.log_softmax(likelihoods, 1)
         return torch.relu(x * (1 / self.RANGE) + 1)
