@@ -161,7 +161,7 @@ def draw(path, table, rows):
             y = [100 * sum(g[1][t][int(confirmed)] for g in table[name].values()) / n for t in THRESHOLDS]
             axes.plot(x, y, style, color=colour, markersize=3, label=name + (", confirmed" if confirmed else ", first stage"))
     axes.set_xscale("log")
-    axes.set_xlabel(f"false wakes an hour ({seconds / 3600:.0f} h, a share of them nearly the phrase; 0.02 stands for none)")
+    axes.set_xlabel(f"false wakes an hour ({seconds / 3600:.0f} h; 0.02 stands for none)")
     axes.set_ylabel("phrases that wake, %")
     axes.grid(alpha=0.3)
     axes.legend(fontsize=7)
