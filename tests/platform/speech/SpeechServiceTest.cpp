@@ -1,6 +1,7 @@
 #include "platform/speech/SpeechDispatcher.h"
 #include "tests/platform/speech/SpeechWorld.h"
 #include "tests/support/SimulatedClock.h"
+#include "tests/support/StopTiming.h"
 #include "tools/stand-ins/services/TemporaryFolder.h"
 
 #include <csignal>
@@ -37,6 +38,12 @@ TEST_F(SpeechServiceTest, AHangingServiceHoldsNobodyUp) {
     EXPECT_LT(timeToFail([&] { speech.speak("Hello.", {}, {}); }), 2500ms);
     EXPECT_FALSE(speech.isSpeaking());
     EXPECT_LT(timeToFail([&] { speech.voices({}); }), 2500ms);
+    {
+        const std::jthread first([&] { timeToFail([&] { speech.voices({}); }); });
+        std::this_thread::sleep_for(50ms);
+        const auto second = [&](std::stop_token stop) { speech.voices(stop); };
+        EXPECT_LT(timeToCancel(second), 200ms) << "though the first one goes on";
+    }
 
     world.service.process().resume();
     EXPECT_GT(world.secondsSpoken("Hello."), 0.05);
