@@ -6,7 +6,6 @@ of which is the babble behind the commands; the table is written into WORK_DIR/w
 are heard in each condition (as many as there are commands), each by the next voice.
 """
 import collections
-import os
 import pathlib
 import random
 import subprocess
@@ -20,6 +19,7 @@ sys.path.insert(0, str(here.parent / "wake-model"))
 import augment
 import conditions
 import voices
+from make_wake_model import distance
 from train import each_part
 
 # Four made from recordings of people, four that are computed.  No text of theirs is in a language model; flite's two
@@ -65,16 +65,6 @@ def understood(program, recordings, *options):
     return out
 
 
-def errors(said, heard):
-    """Words put in, left out or replaced, at least."""
-    row = list(range(len(heard) + 1))
-    for i, word in enumerate(said, 1):
-        before, row[0] = row[0], i
-        for j, other in enumerate(heard, 1):
-            before, row[j] = row[j], min(row[j] + 1, row[j - 1] + 1, before + (word != other))
-    return row[-1]
-
-
 def main():
     work, program = sys.argv[1:3]
     commands = (here / "unheard.txt").read_text().splitlines()
@@ -89,7 +79,7 @@ def main():
         for tuned, options in enumerate((["untuned"], [])):
             for (engine, text, _), heard in zip(clips, understood(program, sounds, *options)):
                 count[engine] += len(text.split()) * tuned
-                wrong[engine, tuned] += errors(text.split(), heard)
+                wrong[engine, tuned] += distance(text.split(), heard)
         share = lambda engines, tuned: 100 * sum(wrong[e, tuned] for e in engines) / sum(count[e] for e in engines)
         lines.append(f"| {name} | " + " | ".join(f"{share(g, 0):.1f} / {share(g, 1):.1f}" for g in GROUPS.values()) + " |")
         print(lines[-1], flush=True)
