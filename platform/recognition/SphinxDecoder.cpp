@@ -81,10 +81,11 @@ void SphinxDecoder::start() {
 
 void SphinxDecoder::decode(std::span<const std::int16_t> samples) {
     held.insert(held.end(), samples.begin(), samples.end());
-    if (!spectrumSettled) {
+    if (!spectrumSettled)
         spectrum->add(samples);
-        if (cleaner)
-            return forgetBeforeWindow();
+    if (cleaner)
+        return forgetBeforeWindow();
+    if (!spectrumSettled) {
         if (spectrum->speechFrames() < framesHeardFirst && held.size() < mostHeld)
             return;
         settleSpectrum();

@@ -43,7 +43,8 @@ public:
     virtual std::unique_ptr<Utterance> begin() = 0;
 };
 
-// What the text is going to be: a spoken command, or the few words around the wake phrase.
+// What the text is going to be: a spoken command, or the few words around the wake phrase, of which
+// the last 2.5 s are heard.
 enum class Vocabulary { commands, wakePhrase };
 
 // The embedded recogniser (US English). Loads its models, which takes up to a second or two. Throws

@@ -1,5 +1,6 @@
 #include "platform/recognition/Transcriber.h"
 
+#include "app/Paths.h"
 #include "platform/concurrency/Cancelled.h"
 #include "tests/platform/recognition/SpokenSamples.h"
 #include "tools/stand-ins/services/TemporaryFolder.h"
@@ -171,13 +172,13 @@ std::string complaint(Vocabulary vocabulary) {
 
 TEST(Transcriber, NamesTheFileThatIsMissingOrDamaged) {
     const TemporaryFolder folder;
-    const std::string previousResources = std::getenv("TAVIK_RESOURCES");
+    const std::string installed = resourcePath("");
     const ResourceFolder resources(folder.path());
     const std::string arpa = folder.file("language/commands.arpa");
     std::filesystem::create_directory(folder.file("language"));
     EXPECT_THAT(complaint(Vocabulary::wakePhrase), HasSubstr(folder.file("language/wake.dict")));
     for (const char* file : {"language/wake.dict", "language/wake.arpa"})
-        std::filesystem::copy(previousResources + "/" + file, folder.file(file));
+        std::filesystem::copy(installed + file, folder.file(file));
     EXPECT_THAT(complaint(Vocabulary::wakePhrase),
                 HasSubstr(folder.file("CleanSpeech.onnx") + " is missing"));
     EXPECT_THAT(complaint(Vocabulary::commands), HasSubstr(arpa + " is missing"));
