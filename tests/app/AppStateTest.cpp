@@ -14,8 +14,9 @@
 #include "tools/stand-ins/services/TemporaryFolder.h"
 
 #include <atomic>
+#include <condition_variable>
 #include <csignal>
-#include <latch>
+#include <mutex>
 #include <thread>
 
 using namespace std::chrono_literals;
@@ -152,8 +153,11 @@ TEST(InstanceChannel, TellsTheFirstAndHandsTheTokenOver) {
 
 // As some libraries do when they are loaded.
 TEST(QuitSignals, AreHeardBesideAThreadThatWasThereBeforeThemAndToldOfOnlyWhenWanted) {
-    std::latch end(1);
-    std::jthread early([&] { end.wait(); });
+    std::jthread early([](std::stop_token stop) {
+        std::mutex mutex;
+        std::unique_lock lock(mutex);
+        std::condition_variable_any().wait(lock, std::move(stop), [] { return false; });
+    });
     std::atomic<int> quits = 0;
     {
         const QuitSignals signals([&] { ++quits; });
@@ -167,7 +171,6 @@ TEST(QuitSignals, AreHeardBesideAThreadThatWasThereBeforeThemAndToldOfOnlyWhenWa
         kill(getpid(), SIGTERM);
         EXPECT_TRUE(eventually([&] { return quits == 2; }));
     }
-    end.count_down();
     EXPECT_THAT(readFile(signalLogPath()),
                 HasSubstr("SIGTERM from process " + std::to_string(getpid()) + " (app_tests)"));
 }

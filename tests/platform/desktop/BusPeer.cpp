@@ -1,6 +1,5 @@
 #include "tests/platform/desktop/BusPeer.h"
 
-#include <filesystem>
 #include <mutex>
 #include <stdexcept>
 #include <thread>
@@ -17,7 +16,7 @@ std::mutex answering;
 PrivateBus::PrivateBus() {
     daemon = std::make_unique<ChildProcess>(ChildProcess::Command{
         .arguments = {"dbus-daemon", "--session", "--nofork", "--nopidfile", "--nosyslog",
-                      "--address=" + address()},
+                      "--address=" + address(), "--print-address"},
         .environment = {{"DISPLAY", std::nullopt},
                         {"XDG_DATA_HOME", std::string(std::getenv("HOME")) + "/.local/share"},
                         {"XDG_DATA_DIRS", std::nullopt},
@@ -26,7 +25,8 @@ PrivateBus::PrivateBus() {
         .input = "",
     });
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!std::filesystem::exists(folder.file("bus"))) {
+    // The socket is there before anybody listens at it; the address comes out after that.
+    while (readFile(folder.file("log")).find(address()) == std::string::npos) {
         if (std::chrono::steady_clock::now() > deadline)
             throw std::runtime_error("the private bus did not start: " +
                                      readFile(folder.file("log")));

@@ -62,16 +62,19 @@ void PrivateKeyring::restartAsNew() {
 
 void PrivateKeyring::startBus() {
     std::filesystem::remove(folder.file("bus"));
+    std::filesystem::remove(folder.file("bus.log"));
     writeFile(folder.file("bus.conf"), fmt::format(fmt::runtime(busConfiguration), address()));
     busProcess = std::make_unique<ChildProcess>(ChildProcess::Command{
         .arguments = {"dbus-daemon", "--config-file=" + folder.file("bus.conf"), "--nofork",
-                      "--nopidfile", "--nosyslog"},
+                      "--nopidfile", "--nosyslog", "--print-address"},
         .environment = {{"HOME", folder.path()}},
         .outputPath = folder.file("bus.log"),
         .input = "",
     });
-    awaitStart(*busProcess, folder.file("bus.log"),
-               [this] { return std::filesystem::exists(folder.file("bus")); });
+    // The socket is there before anybody listens at it; the address comes out after that.
+    awaitStart(*busProcess, folder.file("bus.log"), [this] {
+        return readFile(folder.file("bus.log")).find(address()) != std::string::npos;
+    });
 }
 
 void PrivateKeyring::startKeyring(const std::vector<std::string>& options) {
