@@ -47,7 +47,9 @@ SpeechModels forCommands() {
                            {"wessa", "W EH S AH"},
                            {"tavik", "T AA V IH K"}},
             .framesHeardFirst = 150,
-            .cleaner = ""};
+            .cleaner = "",
+            .noiseReduction = resourcePath("NoiseReduction.onnx"),
+            .leastAboveNoise = 3};
 }
 
 // A dictionary of two thousand words instead of a hundred thousand: little memory, and quick. The
@@ -58,7 +60,9 @@ SpeechModels forWakePhrase() {
             .languages = {{resourcePath("language/wake.arpa"), 1.0F}},
             .addedWords = {},
             .framesHeardFirst = 0,
-            .cleaner = resourcePath("CleanSpeech.onnx")};
+            .cleaner = resourcePath("CleanSpeech.onnx"),
+            .noiseReduction = "",
+            .leastAboveNoise = 2};
 }
 
 } // namespace

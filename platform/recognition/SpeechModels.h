@@ -30,6 +30,10 @@ struct SpeechModels {
     // The network through which an utterance is heard (SpeechCleaner), which is then 2.5 s long and
     // decoded when it has ended; empty for none.
     std::string cleaner;
+    // The network that takes the noise out of what is heard (NoiseReduction); empty for none.
+    std::string noiseReduction;
+    // How much louder than the noise something is that is taken for speech, in nats of energy.
+    float leastAboveNoise;
 };
 
 // Those of `vocabulary` as installed.

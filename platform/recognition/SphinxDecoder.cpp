@@ -5,6 +5,7 @@
 #include "platform/recognition/Transcriber.h"
 
 #include <algorithm>
+#include <fmt/format.h>
 #include <pocketsphinx.h>
 #include <sphinxbase/cmn.h>
 #include <sphinxbase/err.h>
@@ -33,7 +34,8 @@ void silence() {
 
 cmd_ln_t* configuration(const SpeechModels& models) {
     return cmd_ln_init(nullptr, ps_args(), TRUE, "-hmm", models.acousticFolder.c_str(), "-dict",
-                       models.dictionary.c_str(), nullptr);
+                       models.dictionary.c_str(), "-vad_threshold",
+                       fmt::format("{}", models.leastAboveNoise).c_str(), nullptr);
 }
 
 } // namespace
@@ -55,6 +57,8 @@ SphinxDecoder::SphinxDecoder(const SpeechModels& models)
     spectrum.emplace(ps_get_fe(decoder.get()));
     if (!models.cleaner.empty())
         cleaner.emplace(models.cleaner);
+    if (!models.noiseReduction.empty())
+        noiseReduction.emplace(models.noiseReduction);
     addWords(models);
     chooseLanguage(models);
 }
@@ -77,9 +81,18 @@ void SphinxDecoder::start() {
     text.clear();
     spectrumSettled = false;
     spectrum->restart();
+    if (noiseReduction)
+        noiseReduction->restart();
 }
 
 void SphinxDecoder::decode(std::span<const std::int16_t> samples) {
+    if (noiseReduction)
+        take(noiseReduction->add(samples));
+    else
+        take(samples);
+}
+
+void SphinxDecoder::take(std::span<const std::int16_t> samples) {
     held.insert(held.end(), samples.begin(), samples.end());
     if (!spectrumSettled)
         spectrum->add(samples);
@@ -98,6 +111,8 @@ std::string SphinxDecoder::end() {
         decodeCleaned();
         return std::move(text);
     }
+    if (noiseReduction)
+        take(noiseReduction->end());
     if (!spectrumSettled)
         settleSpectrum();
     decodeHeld(held.size());

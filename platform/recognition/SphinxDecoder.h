@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/recognition/NoiseReduction.h"
 #include "platform/recognition/SpeechCleaner.h"
 #include "platform/recognition/SpeechSpectrum.h"
 
@@ -22,8 +23,9 @@ struct SpeechModels;
 // The samples are held back until enough speech was heard to know its average spectrum; a decoder
 // that starts without it makes far more errors, most of all on a quiet microphone. A long
 // utterance is decoded in sections that end at pauses, because the last search through a section
-// takes time that grows with its length. With models that have a cleaner all of this is left to
-// that, and what it gives is decoded when the utterance ends.
+// takes time that grows with its length. All of it is heard through the noise reduction, where the
+// models have one. With models that have a cleaner all of this is left to that, and what it gives
+// is decoded when the utterance ends.
 class SphinxDecoder {
 public:
     explicit SphinxDecoder(const SpeechModels& models);
@@ -46,6 +48,7 @@ private:
     void chooseLanguage(const SpeechModels& models);
     void settleSpectrum();
     void decodeHeld(std::size_t most);
+    void take(std::span<const std::int16_t> samples);
     void forgetBeforeWindow();
     void decodeCleaned();
     bool isSectionOver() const;
@@ -54,6 +57,7 @@ private:
 
     std::unique_ptr<ps_decoder_s, Release> decoder;
     std::optional<SpeechCleaner> cleaner;
+    std::optional<NoiseReduction> noiseReduction;
     std::optional<SpeechSpectrum> spectrum; // of the decoder's front end
     const std::size_t framesHeardFirst;
     std::vector<std::int16_t> held; // back

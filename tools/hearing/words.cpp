@@ -21,6 +21,8 @@ SpeechModels untuned() {
     models.languages.resize(1);
     models.languages.front().share = 1;
     models.framesHeardFirst = 0;
+    models.noiseReduction.clear();
+    models.leastAboveNoise = 2;
     return models;
 }
 

@@ -1,4 +1,4 @@
-"""Write both networks and prove that OpenCV computes what torch computes: export.py WORK_DIR OUT.onnx CLEAN.onnx"""
+"""Write the networks and prove that OpenCV computes what torch computes: export.py WORK_DIR OUT_DIR"""
 import os
 import sys
 import time
@@ -11,7 +11,7 @@ import model as m
 from augment import Mixer, noise
 
 TORCH_TOLERANCE = 1e-3
-CEPSTRA_TOLERANCE = 0.01      # they are some tens
+LONG_TOLERANCE = 0.01         # of cepstra, which are some tens, and of factors and loudness
 
 
 def odd_windows():
@@ -28,9 +28,9 @@ def odd_windows():
     return odd
 
 
-def export_clean_speech(work, cleaner, out):
-    net = m.CleanSpeech(cleaner).eval()
-    torch.onnx.export(net, torch.zeros(1, net.SAMPLES), out, input_names=["audio"], output_names=["cepstra"],
+def export_long(work, net, out, answer):
+    net = net.eval()
+    torch.onnx.export(net, torch.zeros(1, net.SAMPLES), out, input_names=["audio"], output_names=[answer],
                       opset_version=11, do_constant_folding=True)
     cvnet, mixer, worst = cv2.dnn.readNetFromONNX(out), Mixer(work, "dev", 6), 0.0
     for _ in range(40):
@@ -38,16 +38,18 @@ def export_clean_speech(work, cleaner, out):
         cvnet.setInput(x[None], "audio")
         with torch.no_grad():
             worst = max(worst, float(np.abs(cvnet.forward() - net(torch.from_numpy(x)[None]).numpy()).max()))
-    assert worst < CEPSTRA_TOLERANCE, worst
+    assert worst < LONG_TOLERANCE, worst
     print(f"  {os.path.basename(out)}: differs by at most {worst:.2g}, {os.path.getsize(out)} bytes")
 
 
 def main():
     torch.set_num_threads(1)
     cv2.setNumThreads(1)
-    work, out, clean = sys.argv[1:4]
+    work, folder = sys.argv[1:3]
+    out = f"{folder}/HeyVessa_runtime.onnx"
     net = m.load(work)
-    export_clean_speech(work, net.cleaner, clean)
+    export_long(work, m.CleanSpeech(net.cleaner), f"{folder}/CleanSpeech.onnx", "cepstra")
+    export_long(work, m.NoiseReduction(net.cleaner), f"{folder}/NoiseReduction.onnx", "factors")
     torch.onnx.export(net, torch.zeros(1, m.WINDOW), out, input_names=["audio"], output_names=["probabilities"],
                       opset_version=11, do_constant_folding=True)
     cvnet = cv2.dnn.readNetFromONNX(out)

@@ -92,12 +92,8 @@ class WakeModel(nn.Module):
         return torch.softmax(self.head(self.states(self.spectrum.fast(audio))), 1)
 
 
-class CleanSpeech(nn.Module):
-    """What the verification hears: audio [1, SAMPLES] to the acoustic model's cepstra [1, frames * CEPSTRA], frame by frame.
-
-    Half of what it hears is the spectrum as it is, with the mean of the cleaned one where there is speech: the Cleaner
-    alone takes something away from a clean voice, and the mean of both errs less than either.
-    """
+class LongWindow(nn.Module):
+    """2.5 s of sound as it is and as the Cleaner hears it."""
 
     SAMPLES = 40000
 
@@ -110,16 +106,58 @@ class CleanSpeech(nn.Module):
         self.loudness = phones.constant(np.full((1, FILTERS, 1, 1), 1 / FILTERS))
         self.all_filters = phones.constant(np.ones((FILTERS, 1, 1, 1)))
         self.mean, self.most = nn.AvgPool2d((1, self.frames)), nn.MaxPool2d((1, self.frames))
-        self.cosines = phones.constant(0.5 * phones.cosines()[:, :, None, None])
 
-    def forward(self, audio):
-        heard = self.spectrum(audio)
+    def compare(self, heard):
+        """The cleaned spectra, their loudness, and by how much they are louder where there is speech, at every place."""
         clean = self.cleaner(heard)
         loudness = self.loudness(clean)
         speech = self.all_filters(torch.sigmoid((loudness - spread_out(self.most(loudness), self.frames) + 4.0) * 1.5))
         shift = self.mean((clean - heard) * speech) / self.mean(speech)
-        both = clean + heard + spread_out(shift, self.frames)
-        return self.cosines(both).permute(0, 3, 1, 2).reshape(1, -1)
+        return clean, loudness, spread_out(shift, self.frames)
+
+
+class CleanSpeech(LongWindow):
+    """What the verification hears: audio [1, SAMPLES] to the acoustic model's cepstra [1, frames * CEPSTRA], frame by frame.
+
+    Half of what it hears is the spectrum as it is, with the mean of the cleaned one where there is speech: the Cleaner
+    alone takes something away from a clean voice, and the mean of both errs less than either.
+    """
+
+    def __init__(self, cleaner):
+        super().__init__(cleaner)
+        self.cosines = phones.constant(0.5 * phones.cosines()[:, :, None, None])
+
+    def forward(self, audio):
+        heard = self.spectrum(audio)
+        clean, _, shift = self.compare(heard)
+        return self.cosines(clean + heard + shift).permute(0, 3, 1, 2).reshape(1, -1)
+
+
+class NoiseReduction(LongWindow):
+    """What commands are heard through: audio [1, SAMPLES] to [1, frames * (BINS + 1)], frame by frame.
+
+    For each bin of a Fourier transform of 512 samples the factor, at most 1, that leaves the speech; then the
+    loudness of the speech, the mean of the filters' logarithms of energy.
+    """
+
+    MOST = 2.3       # nats of amplitude by which a bin is made less: 20 dB
+    BINS = phones.FFT // 2 + 1
+
+    def __init__(self, cleaner):
+        super().__init__(cleaner)
+        triangles = phones.mel_filters()
+        used = np.flatnonzero(triangles.sum(0))
+        shares = triangles[:, used] / triangles[:, used].sum(0)
+        nearest = np.clip(np.arange(self.BINS), used[0], used[-1]) - used[0]
+        self.bins = phones.constant(shares[:, nearest].T[:, :, None, None])
+
+    def forward(self, audio):
+        heard, floor = self.spectrum.with_level(audio)
+        clean, loudness, shift = self.compare(heard)
+        less = torch.relu((heard + shift - clean) * 0.5)
+        less = less - torch.relu(less - self.MOST)
+        factors = self.bins(torch.exp(less * -1.0))
+        return torch.cat([factors, loudness + self.loudness(floor)], 1).permute(0, 3, 1, 2).reshape(1, -1)
 
 
 def load(work, rounds=(1, 2, 3)):

@@ -122,10 +122,15 @@ class Spectrum(nn.Module):
         self.register_buffer("triangles", torch.tensor(mel_filters().T, dtype=torch.float32), persistent=False)
 
     def forward(self, audio):
+        return self.with_level(audio)[0]
+
+    def with_level(self, audio):
+        """Also what everything is relative to: the loudness of the floor, at every place."""
         x = self.fourier(audio.view(-1, 1, 1, self.window))
         x = self.mel(x * x)
-        level = self.spread(torch.log(self.mean(x.reshape(-1, 1, FILTERS, self.frames)) + self.TINY))
-        return torch.relu(torch.log(x + self.TINY) - level.reshape(-1, FILTERS, 1, self.frames) + self.FLOOR)
+        mean = self.spread(torch.log(self.mean(x.reshape(-1, 1, FILTERS, self.frames)) + self.TINY))
+        floor = mean.reshape(-1, FILTERS, 1, self.frames) - self.FLOOR
+        return torch.relu(torch.log(x + self.TINY) - floor), floor
 
     def energies(self, audio):
         """[N, filters, frames] by FFT, quicker in torch; any length."""
