@@ -80,8 +80,9 @@ protected:
         loop->start();
     }
 
-    bool reaches(Kind kind) {
-        return eventually([&] { return phase.with([&](auto& now) { return now.kind == kind; }); });
+    bool reaches(Kind kind, std::chrono::milliseconds patience = 20s) {
+        return eventually([&] { return phase.with([&](auto& now) { return now.kind == kind; }); },
+                          patience);
     }
     bool hears(const std::function<bool(float level)>& isRight) {
         level = -1;
@@ -282,6 +283,23 @@ TEST_P(SoundDevices, AServerThatComesBackIsUsedAgain) {
     EXPECT_EQ(logged("[mic] ⚠ rebind failed — stopping the loop (error already reported)"), 1);
     server->restart();
     speakQuietly();
+    start();
+    ASSERT_TRUE(reaches(Kind::idle));
+    EXPECT_TRUE(hearsMicrophone());
+}
+
+// PipeWire gives silence where an input gives nothing.
+class PulseAudioDevices : public SoundDevices {};
+INSTANTIATE_TEST_SUITE_P(At, PulseAudioDevices, testing::Values(std::string("PulseAudio")));
+
+TEST_P(PulseAudioDevices, AMicrophoneThatDeliversNothingIsGivenUp) {
+    server->loadModule("module-pipe-source", {"source_name=dead", "file=" + folder.file("dead")});
+    server->pactl({"set-default-source", "dead"});
+    start();
+    ASSERT_TRUE(reaches(Kind::error, 60s)); // after four times five seconds
+    EXPECT_EQ(phase.with([](auto& now) { return now.message; }),
+              "The microphone isn't delivering any audio. Try another input device in Settings.");
+    server->pactl({"set-default-source", "microphone"});
     start();
     ASSERT_TRUE(reaches(Kind::idle));
     EXPECT_TRUE(hearsMicrophone());
