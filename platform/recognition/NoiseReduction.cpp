@@ -1,7 +1,5 @@
 #include "platform/recognition/NoiseReduction.h"
 
-#include "platform/recognition/Transcriber.h"
-
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -14,8 +12,8 @@ namespace tavik {
 namespace {
 
 constexpr std::size_t hop = SpectralGain::hop;
-constexpr std::size_t windowSamples = 40000;
-constexpr std::size_t windowFrames = 248;
+constexpr std::size_t windowSamples = WindowNetwork::windowSamples;
+constexpr std::size_t windowFrames = WindowNetwork::frames;
 constexpr std::size_t answerSize = SpectralGain::bins + 1; // a frame's factors, and its loudness
 // The network's frames are longer than those whose frequencies are changed, around the same centre.
 constexpr std::size_t frameBegin = 46;
@@ -69,12 +67,8 @@ float gate(float belowLoudest) {
 
 } // namespace
 
-NoiseReduction::NoiseReduction(const std::string& path) {
-    try {
-        network = loadAudioNetwork(path, windowSamples, windowFrames * answerSize);
-    } catch (const ModelError& error) {
-        throw TranscriberError(error.what());
-    }
+NoiseReduction::NoiseReduction(const std::string& path)
+    : network(path, answerSize) {
     restart();
 }
 
@@ -113,16 +107,8 @@ std::vector<std::int16_t> NoiseReduction::end() {
     return takeReady();
 }
 
-std::span<const float> NoiseReduction::heard() {
-    try {
-        return network->run(std::span(window).first(windowSamples));
-    } catch (const ModelError& error) {
-        throw TranscriberError(error.what());
-    }
-}
-
 void NoiseReduction::reduce(std::size_t untilFrame) {
-    const auto answer = heard();
+    const auto answer = network.hear(std::span(window).first(windowSamples));
     const auto gates = gatesFor(answer);
     for (; framesReduced < untilFrame; ++framesReduced) {
         const std::size_t frame = std::min(framesReduced, windowFrames - 1);

@@ -1,11 +1,10 @@
 #pragma once
 
-#include "platform/inference/AudioNetwork.h"
 #include "platform/recognition/SpectralGain.h"
 #include "platform/recognition/SteadyNoiseReduction.h"
+#include "platform/recognition/WindowNetwork.h"
 
 #include <cstdint>
-#include <memory>
 #include <span>
 #include <string>
 #include <vector>
@@ -31,13 +30,12 @@ public:
 private:
     void take(std::span<const std::int16_t> samples);
     void reduce(std::size_t untilFrame);
-    std::span<const float> heard();
     std::vector<float> gatesFor(std::span<const float> answer);
     void forgetFrames(std::size_t count);
     std::vector<std::int16_t> takeReady();
 
     SteadyNoiseReduction steady;
-    std::unique_ptr<AudioNetwork> network;
+    WindowNetwork network;
     SpectralGain gain;
     std::vector<float> window;
     std::size_t framesReduced = 0; // of `window`

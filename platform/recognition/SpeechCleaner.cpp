@@ -1,7 +1,5 @@
 #include "platform/recognition/SpeechCleaner.h"
 
-#include "platform/recognition/Transcriber.h"
-
 #include <algorithm>
 #include <cmath>
 #include <random>
@@ -39,21 +37,12 @@ std::vector<float> withSoftNoise(std::vector<float> window) {
 
 } // namespace
 
-SpeechCleaner::SpeechCleaner(const std::string& path) {
-    try {
-        network = loadAudioNetwork(path, windowSamples, frames * frameSize);
-    } catch (const ModelError& error) {
-        throw TranscriberError(error.what());
-    }
-}
+SpeechCleaner::SpeechCleaner(const std::string& path)
+    : network(path, frameSize) {}
 
 std::vector<float> SpeechCleaner::cepstra(std::span<const std::int16_t> samples) {
-    try {
-        const auto values = network->run(withSoftNoise(windowOf(samples)));
-        return {values.begin(), values.end()};
-    } catch (const ModelError& error) {
-        throw TranscriberError(error.what());
-    }
+    const auto values = network.hear(withSoftNoise(windowOf(samples)));
+    return {values.begin(), values.end()};
 }
 
 } // namespace tavik

@@ -62,10 +62,10 @@ TEST_F(NoiseReductionTest, LeavesTheSpeechAndQuietensWhatIsAroundIt) {
     const auto noisy = integers(samples);
     const auto result = reduced(noisy, 1600);
     ASSERT_GE(result.size(), noisy.size());
-    const auto isPart = [&](std::span<const std::int16_t> all) {
+    const auto middle = [&](std::span<const std::int16_t> all) {
         return all.subspan(2 * second, sentence.size());
     };
-    EXPECT_NEAR(level(isPart(result)), level(isPart(speech)), 3);
+    EXPECT_NEAR(level(middle(result)), level(middle(speech)), 3);
     const auto before = [](std::span<const std::int16_t> all) { return all.first(second); };
     const auto after = [&](std::span<const std::int16_t> all) {
         return all.subspan(noisy.size() - second, second);
@@ -75,15 +75,24 @@ TEST_F(NoiseReductionTest, LeavesTheSpeechAndQuietensWhatIsAroundIt) {
 }
 
 TEST_F(NoiseReductionTest, LosesNothingWhateverThePieces) {
-    auto samples = integers(noise(3 * second, 0.1F));
+    auto samples = integers(noise(4 * second, 0.1F));
     std::fill_n(samples.begin() + second, 4000, std::int16_t{32767});
-    for (const std::size_t length : {0U, 1U, 159U, 8000U, 39793U, 39794U, 39795U, 48000U}) {
+    for (const std::size_t length : {0U, 1U, 159U, 8000U, 160U, 39519U, 39520U, 60000U}) {
         const auto part = std::span(samples).first(length);
         const auto whole = reduced(part, second);
         EXPECT_GE(whole.size(), length);
         EXPECT_LE(whole.size(), length + 320);
         EXPECT_EQ(reduced(part, 77), whole) << length;
     }
+}
+
+TEST(SteadyNoiseReduction, QuietensWhatDoesNotChange) {
+    SteadyNoiseReduction reduction;
+    const auto hiss = integers(noise(2 * second, 0.02F));
+    const auto result = reduction.add(hiss);
+    EXPECT_LT(level(std::span(result).last(second)), level(hiss) - 5);
+    reduction.restart();
+    EXPECT_EQ(reduction.add(hiss), result) << "something of the first stream was left";
 }
 
 TEST(SpectralGain, ChangesWhatItIsToldToAndNothingElse) {
