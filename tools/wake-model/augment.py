@@ -2,6 +2,8 @@
 import numpy as np
 from scipy.signal import butter, fftconvolve, lfilter
 
+import speech_sounds
+
 RATE, WINDOW = 16000, 24000
 LAST_GOOD = 0.6       # seconds after the phrase within which a window must still say yes
 
@@ -95,6 +97,43 @@ def equalise(rng, x):
     return np.fft.irfft(np.fft.rfft(x) * 10 ** (curve / 20), len(x))
 
 
+def stretched(sound, factor):
+    """As long as by that factor, and as much lower."""
+    return np.interp(np.arange(int(len(sound) * factor)) / factor, np.arange(len(sound)), sound).astype(np.float32)
+
+
+class Spoken:
+    """Sound, and the phone that is spoken at each of its samples."""
+
+    def __init__(self, sound, phones):
+        self.sound, self.phones = sound, phones
+
+    @staticmethod
+    def silence(n):
+        return Spoken(np.zeros(n, np.float32), np.full(n, speech_sounds.SILENCE, np.uint8))
+
+    def __len__(self):
+        return len(self.sound)
+
+    def __getitem__(self, part):
+        return Spoken(self.sound[part], self.phones[part])
+
+    def put(self, at, other, gain=1.0):
+        self.sound[at:at + len(other)] = other.sound * gain
+        self.phones[at:at + len(other)] = other.phones
+
+    def stretched(self, factor):
+        sound = stretched(self.sound, factor)
+        return Spoken(sound, self.phones[(np.arange(len(sound)) / factor).astype(int)])
+
+    def repeated(self, n):
+        times = n // len(self) + 1
+        return Spoken(np.tile(self.sound, times), np.tile(self.phones, times))
+
+    def copy(self):
+        return Spoken(self.sound.copy(), self.phones.copy())
+
+
 class Mixer:
     def __init__(self, work, split, seed):
         self.rng = np.random.default_rng(seed)
@@ -111,17 +150,24 @@ class Mixer:
         tag = self.sets["speech"]["family"]
         self.tags = {f: np.flatnonzero(tag == f) for f in ("generic", "near")}
 
-    def clip(self, name, i):
+    def spoken(self, name, i):
         s = self.sets[name]
-        return s["audio"][s["begin"][i]:s["begin"][i + 1]].astype(np.float32) / 32768
+        sound = s["audio"][s["begin"][i]:s["begin"][i + 1]].astype(np.float32) / 32768
+        phones = np.repeat(s["phones"][s["phones_begin"][i]:s["phones_begin"][i + 1]], speech_sounds.STEP)
+        return Spoken(sound, phones[:len(sound)])
 
-    def any_speech(self, n):
-        i = int(self.rng.integers(0, len(self.sets["speech"]["voice"])))
-        x = self.clip("speech", i)
+    def clip(self, name, i):
+        return self.spoken(name, i).sound
+
+    def anything_spoken(self, n):
+        x = self.spoken("speech", int(self.rng.integers(0, len(self.sets["speech"]["voice"]))))
         if len(x) < n:
-            x = np.tile(x, n // len(x) + 1)
+            x = x.repeated(n)
         at = int(self.rng.integers(0, len(x) - n + 1))
         return x[at:at + n]
+
+    def any_speech(self, n):
+        return self.anything_spoken(n).sound
 
     def pick_phrase(self):
         rng = self.rng
@@ -131,57 +177,50 @@ class Mixer:
             factor = float(np.exp(rng.normal(0, 0.13))) if rng.random() < 0.8 else 1.0
             times = self.sets["phrase"]["times"][i] * factor
             if times[2] - times[0] < 1.25 * RATE:
-                x = self.clip("phrase", i)
-                return self.stretch(x, factor), times
-
-    @staticmethod
-    def stretch(x, factor):
-        if factor == 1.0:
-            return x
-        return np.interp(np.arange(int(len(x) * factor)) / factor, np.arange(len(x)), x).astype(np.float32)
+                return self.spoken("phrase", i).stretched(factor), times
 
     def place(self, x, end):
         """The window ending at sample `end` of clip x, with silence or other speech around the clip."""
-        rng, out = self.rng, np.zeros(WINDOW, np.float32)
+        rng, out = self.rng, Spoken.silence(WINDOW)
         begin = end - WINDOW
         a, b = max(begin, 0), min(end, len(x))
         if b > a:
-            out[a - begin:b - begin] = x[a:b]
+            out.put(a - begin, x[a:b])
         if begin < 0 and rng.random() < 0.4:                   # something was said before
             n = -begin - int(rng.uniform(0.0, 0.35) * RATE)
             if n > 400:
-                out[:n] = self.any_speech(n) * rng.uniform(0.2, 1.2)
+                out.put(0, self.anything_spoken(n), rng.uniform(0.2, 1.2))
         if end > len(x) and rng.random() < 0.5:                # speech goes on
             n = end - len(x) - int(rng.uniform(0.0, 0.2) * RATE)
             if n > 400:
-                out[WINDOW - n:] = self.any_speech(n) * rng.uniform(0.3, 1.3)
+                out.put(WINDOW - n, self.anything_spoken(n), rng.uniform(0.3, 1.3))
         return out
 
     def clean(self, kind):
-        """A window of the kind, undisturbed; `spoken` is left as the whole clip that it was cut from."""
+        """A window of the kind, undisturbed, as Spoken; `whole` is left as the clip that it was cut from."""
         rng = self.rng
         if kind == "phrase":                                   # complete, ended up to LAST_GOOD ago
-            self.spoken, (h, s, e) = x, _ = self.pick_phrase()
+            self.whole, (h, s, e) = x, _ = self.pick_phrase()
             latest = min(LAST_GOOD * RATE, WINDOW - (e - h) + 0.05 * RATE)
             return self.place(x, int(e + rng.uniform(-0.01 * RATE, latest)))
         if kind == "partial":                                  # not complete yet, or cut off
-            self.spoken, (h, s, e) = x, _ = self.pick_phrase()
+            self.whole, (h, s, e) = x, _ = self.pick_phrase()
             stop = int(rng.uniform(h + 0.1 * RATE, s + 0.25 * (e - s)))
             if rng.random() < 0.5:
                 return self.place(x, stop)
             cut = x[:stop].copy()                              # "Hey Ve" and then silence or something else
-            cut[-160:] *= np.linspace(1, 0, min(160, len(cut)))[-len(cut):]
+            cut.sound[-160:] *= np.linspace(1, 0, min(160, len(cut)))[-len(cut):]
             return self.place(cut, stop + int(rng.uniform(0, 0.8) * RATE))
         if kind == "tail":                                     # "Vessa" without "Hey"
-            self.spoken, (h, s, e) = x, _ = self.pick_phrase()
+            self.whole, (h, s, e) = x, _ = self.pick_phrase()
             x = x[int(h + 0.55 * max(s - h - 0.16 * RATE, 0)):]
             return self.place(x, int(min(len(x), e - h) + rng.uniform(0, 0.4) * RATE))
         if kind in ("generic", "near", "speech"):
             tag = kind if kind != "speech" else ("near" if rng.random() < 0.4 else "generic")
-            x = self.clip("speech", int(rng.choice(self.tags[tag])))
+            x = self.spoken("speech", int(rng.choice(self.tags[tag])))
             if rng.random() < 0.6:
-                x = self.stretch(x, float(np.exp(rng.normal(0, 0.13))))
-            self.spoken = x
+                x = x.stretched(float(np.exp(rng.normal(0, 0.13))))
+            self.whole = x
             return self.place(x, int(rng.uniform(0.4 * RATE, len(x) + 0.5 * RATE)))
         raise ValueError(kind)
 
@@ -195,7 +234,7 @@ class Mixer:
         if kind == "noise":
             return self.noise(), None
         x = self.clean(kind)
-        return self.disturb(x, 3 if kind == "phrase" else 0), x
+        return self.disturb(x.sound, 3 if kind == "phrase" else 0), x
 
     def window(self, kind):
         return self.disturbed(kind)[0]

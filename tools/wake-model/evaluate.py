@@ -91,7 +91,7 @@ def speech_again_and_again(mixer):
     while True:
         sources = {tag: conditions.speech_recordings(mixer, tag) for tag in ("generic", "near")}
         while found := next(sources[tag := "near" if mixer.rng.random() < NEAR else "generic"], None):
-            yield tag, mixer.stretch(found[0], float(np.exp(mixer.rng.normal(0, 0.06)))) if turn else found[0]
+            yield tag, augment.stretched(found[0], float(np.exp(mixer.rng.normal(0, 0.06)))) if turn else found[0]
         turn += 1
 
 

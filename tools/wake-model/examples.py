@@ -8,8 +8,11 @@ import torch
 import augment
 import model as m
 import phones
+from speech_sounds import UNKNOWN
 
 MIX = [("phrase", 0.34), ("partial", 0.14), ("tail", 0.04), ("generic", 0.22), ("near", 0.22), ("noise", 0.04)]
+
+MIDDLES = phones.FRAME // 2 + phones.HOP * (3 + phones.STEP * np.arange(phones.SCORED))   # samples of the frames that are scored
 
 
 class Eye:
@@ -35,14 +38,18 @@ def make(work, split, seed, count, said=print):
     mixer, eye = augment.Mixer(work, split, seed), Eye()
     kinds = mixer.rng.choice([k for k, _ in MIX], size=count, p=[p for _, p in MIX])
     noisy, clean = (np.zeros((count, phones.FILTERS, phones.FRAMES), np.float16) for _ in range(2))
+    spoken = np.full((count, phones.SCORED), UNKNOWN, np.uint8)
     began = time.time()
     for i, kind in enumerate(kinds):
         window, before = mixer.disturbed(kind)
         noisy[i] = eye.seen(window[None])[0]
-        clean[i] = np.nan if before is None else eye.original(before, mixer.spoken)
+        clean[i] = np.nan
+        if before is not None:
+            clean[i] = eye.original(before.sound, mixer.whole.sound)
+            spoken[i] = before.phones[MIDDLES]
         if i % 2000 == 1999:
             said(f"{i + 1} windows, {(time.time() - began) / (i + 1) * 1000:.1f} ms each", flush=True)
-    return dict(noisy=noisy, clean=clean, kind=kinds)
+    return dict(noisy=noisy, clean=clean, kind=kinds, spoken=spoken)
 
 
 if __name__ == "__main__":

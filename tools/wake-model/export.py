@@ -49,7 +49,7 @@ def main():
     out = f"{folder}/HeyVessa_runtime.onnx"
     net = m.load(work)
     export_long(work, m.CleanSpeech(net.cleaner), f"{folder}/CleanSpeech.onnx", "cepstra")
-    export_long(work, m.NoiseReduction(net.cleaner), f"{folder}/NoiseReduction.onnx", "factors")
+    export_long(work, m.NoiseReduction(m.load_cleaner(f"{work}/cleaner.pt")), f"{folder}/NoiseReduction.onnx", "factors")
     torch.onnx.export(net, torch.zeros(1, m.WINDOW), out, input_names=["audio"], output_names=["probabilities"],
                       opset_version=11, do_constant_folding=True)
     cvnet = cv2.dnn.readNetFromONNX(out)

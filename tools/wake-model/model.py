@@ -160,9 +160,15 @@ class NoiseReduction(LongWindow):
         return torch.cat([factors, loudness + self.loudness(floor)], 1).permute(0, 3, 1, 2).reshape(1, -1)
 
 
+def load_cleaner(path):
+    cleaner = Cleaner()
+    cleaner.load_state_dict(torch.load(path))
+    return cleaner
+
+
 def load(work, rounds=(1, 2, 3)):
     model = WakeModel(Cleaner(), Jury([Head() for _ in rounds]))
-    model.cleaner.load_state_dict(torch.load(f"{work}/cleaner.pt"))
+    model.cleaner = load_cleaner(f"{work}/phone_cleaner.pt")
     for head, number in zip(model.head.heads, rounds):
         head.load_state_dict(torch.load(f"{work}/head-round{number}.pt"))
     return model.eval()

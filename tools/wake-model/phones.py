@@ -197,17 +197,22 @@ class Phones(nn.Module):
             total = total + torch.log(mixtures(torch.exp(torch.relu(x))))
         return total
 
-    def fast_likelihoods(self, spectra):
-        """The same in an order of work that suits torch."""
+    def fast_likelihoods(self, spectra, frames=slice(None)):
+        """The same in an order of work that suits torch, of some of the SCORED frames."""
         total = 0
         for differences, gaussians, mixtures in zip(self.differences, self.gaussians, self.mixtures):
-            x = differences(spectra)[:, :, 0].transpose(1, 2)
-            n, frames = x.shape[:2]
-            x = torch.addmm(gaussians.bias, torch.cat([x, x * x], 2).reshape(n * frames, -1), gaussians.weight[:, :, 0, 0].T)
-            x = (x - x.amax(1, keepdim=True) + self.DEPTH).relu_().exp_().view(n * frames, -1, self.KEPT).transpose(0, 1)
+            x = differences(spectra)[:, :, 0].transpose(1, 2)[:, frames]
+            n, count = x.shape[:2]
+            x = torch.addmm(gaussians.bias, torch.cat([x, x * x], 2).reshape(n * count, -1), gaussians.weight[:, :, 0, 0].T)
+            x = torch.exp(torch.relu(x - x.amax(1, keepdim=True) + self.DEPTH)).view(n * count, -1, self.KEPT).transpose(0, 1)
             x = torch.bmm(x, mixtures.weight.view(-1, 3, self.KEPT).transpose(1, 2))
-            total = total + torch.log(x.permute(1, 0, 2).reshape(n, frames, -1))
+            total = total + torch.log(x.permute(1, 0, 2).reshape(n, count, -1))
         return total.transpose(1, 2).unsqueeze(2)
+
+    def each_phone(self, spectra, frames):
+        """[N, phones, frames]: how well each phone fits, all its states together, in nats."""
+        x = self.fast_likelihoods(spectra, frames)[:, :, 0] * self.SHARPNESS
+        return torch.logsumexp(x.reshape(len(x), -1, 3, x.shape[2]), 2)
 
     def fast(self, spectra):
         return self.scaled(self.fast_likelihoods(spectra) * self.SHARPNESS)

@@ -9,6 +9,7 @@ import time
 
 import numpy as np
 
+import speech_sounds
 import texts
 import voices
 
@@ -56,15 +57,15 @@ def phrase_times(phones):
 
 class Clips:
     def __init__(self):
-        self.audio, self.rows = [], []
+        self.audio, self.rows, self.phones = [], [], []
 
     def add(self, spoken, voice, family, text, phrase):
         if spoken is None or len(spoken[0]) < 1600:
             return
-        x, phones = spoken
+        x, sounds = spoken
         times = (-1.0, -1.0, -1.0)
         if phrase:
-            times = phrase_times(phones)
+            times = phrase_times(sounds)
             if times is None or times[2] - times[0] > 1.3:
                 return
         peak = float(np.max(np.abs(x)))
@@ -72,11 +73,21 @@ class Clips:
             return
         self.audio.append((x * (0.7 / peak) * 32767).astype(np.int16))
         self.rows.append((voice, family, text, *[int(t * voices.RATE) for t in times]))
+        self.phones.append(self.phone_at_each_step(sounds, voice, len(x)))
+
+    @staticmethod
+    def phone_at_each_step(sounds, voice, samples):
+        spoken = speech_sounds.as_phones(sounds, voice, samples / voices.RATE)
+        out = np.full(-(-samples // speech_sounds.STEP), speech_sounds.UNKNOWN, np.uint8)
+        for phone, begin in spoken:
+            out[int(begin * voices.RATE) // speech_sounds.STEP:] = phone
+        return out
 
     def save(self, path):
         lengths = np.array([len(a) for a in self.audio])
         np.savez(path, audio=np.concatenate(self.audio), begin=np.concatenate([[0], np.cumsum(lengths)]),
                  voice=np.array([r[0] for r in self.rows]), family=np.array([r[1] for r in self.rows]),
+                 phones=np.concatenate(self.phones), phones_begin=np.cumsum([0] + [len(p) for p in self.phones]),
                  text=np.array([r[2] for r in self.rows]), times=np.array([r[3:] for r in self.rows]))
         per = {f: sum(r[1] == f for r in self.rows) for f in sorted({r[1] for r in self.rows})}
         print(f"{path}: {len(self.rows)} clips, {lengths.sum() / voices.RATE / 60:.0f} min, {per}", flush=True)

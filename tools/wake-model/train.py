@@ -121,7 +121,7 @@ def mine(mixer, net, clips, least, eye, seed):
         early = []
         for _ in range(len(shares[k]) // 40):                  # the phrase itself before it is complete, or headless
             kinds = mixer.rng.choice(["partial", "partial", "tail"], size=16)
-            early += judged(net, eye, [mixer.window(q) if mixer.rng.random() < 0.7 else mixer.clean(q) for q in kinds], least)
+            early += judged(net, eye, [mixer.window(q) if mixer.rng.random() < 0.7 else mixer.clean(q).sound for q in kinds], least)
         both = sorted(found + early, key=lambda f: -f[0])[:MOST // 16]
         copies = [mixer.disturb(x) for _, x, _ in both for _ in range(COPIES)]
         spectra = [s[None].astype(np.float16) for _, _, s in both] + ([seen(eye, copies)] if copies else [])
@@ -134,7 +134,7 @@ def mine(mixer, net, clips, least, eye, seed):
 
 def mistakes_in(mixer, net, eye, clip, least):
     rng = mixer.rng
-    x = mixer.stretch(mixer.clip("speech", clip), float(np.exp(rng.normal(0, 0.08))))
+    x = mixer.spoken("speech", clip).stretched(float(np.exp(rng.normal(0, 0.08)))).sound
     x = np.concatenate([np.zeros(4000, np.float32), x, np.zeros(6000, np.float32)])
     if rng.random() < 0.5:                                     # all of it through one room, in one noise
         x = augment.room(rng, x) if rng.random() < 0.5 else x
@@ -161,7 +161,7 @@ def main():
     torch.manual_seed(SEED)
     mixer, eye = augment.Mixer(work, "train", SEED), Eye()
     net = m.WakeModel(m.Cleaner(), m.Head()).eval()
-    net.cleaner.load_state_dict(torch.load(f"{work}/cleaner.pt"))
+    net.cleaner.load_state_dict(torch.load(f"{work}/phone_cleaner.pt"))
     x, y = [], []
     for name in sys.argv[2:]:
         part = np.load(f"{work}/{name}.npz")
