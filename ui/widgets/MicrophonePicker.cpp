@@ -88,6 +88,7 @@ void MicrophonePicker::refresh() {
         try {
             for (const AudioDevice& input : services.audio.inputs(stop))
                 listing.names.append(qt(input.name));
+            listing.isComplete = true;
         } catch (const AudioError&) {
             listing.isServerThere = false;
         }
@@ -108,7 +109,7 @@ void MicrophonePicker::fill(const Listing& listing) {
     for (const QString& name : listing.names)
         devices->addItem(name, name);
     if (!saved.isEmpty() && devices->findData(saved) < 0)
-        devices->addItem(saved + " (not connected)", saved);
+        devices->addItem(listing.isComplete ? saved + " (not connected)" : saved, saved);
     devices->setCurrentIndex(devices->findData(saved));
     showOutcome(*problem, listing.isServerThere ? "" : "The sound server does not answer.",
                 Outcome::bad);

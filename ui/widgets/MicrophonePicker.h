@@ -32,6 +32,7 @@ private:
     struct Listing {
         QStringList names;
         bool isServerThere = true;
+        bool isComplete = false; // a device that is not among the names is not connected
         bool operator==(const Listing&) const = default;
     };
 
