@@ -154,6 +154,22 @@ TEST_F(SettingsTest, ChangesTheMicrophoneAndKeepsOneThatIsGone) {
     EXPECT_TRUE(until([&] { return world.audio.openedDevice() == "mic.two"; }));
 }
 
+TEST_F(SettingsTest, CallsNoMicrophoneMissingWhileTheSoundServerIsGone) {
+    world.defaults.set("micDevice", "Old microphone");
+    world.audio.isDown = true;
+    VoicePage page(services);
+    page.show();
+    auto* devices = find<QComboBox>(page, "Microphone");
+    ASSERT_TRUE(until([&] { return shows(page, "The sound server does not answer."); }));
+    EXPECT_EQ(devices->currentText(), "Old microphone");
+    world.audio.isDown = false;
+    page.hide();
+    page.show();
+    ASSERT_TRUE(until([&] { return devices->count() == 4; }));
+    EXPECT_EQ(devices->currentText(), "Old microphone (not connected)");
+    EXPECT_FALSE(shows(page, "The sound server does not answer."));
+}
+
 TEST_F(SettingsTest, RecordsAShortcutAndKeepsTheOldOneWhenItIsTaken) {
     ActivationPage page(services);
     page.show();

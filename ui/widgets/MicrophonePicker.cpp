@@ -88,9 +88,9 @@ void MicrophonePicker::refresh() {
         try {
             for (const AudioDevice& input : services.audio.inputs(stop))
                 listing.names.append(qt(input.name));
-            listing.isComplete = true;
+            listing.answer = Listing::Answer::devices;
         } catch (const AudioError&) {
-            listing.isServerThere = false;
+            listing.answer = Listing::Answer::failure;
         }
         return listing;
     };
@@ -108,11 +108,12 @@ void MicrophonePicker::fill(const Listing& listing) {
     devices->addItem("System default", "");
     for (const QString& name : listing.names)
         devices->addItem(name, name);
+    const bool isListed = listing.answer == Listing::Answer::devices;
     if (!saved.isEmpty() && devices->findData(saved) < 0)
-        devices->addItem(listing.isComplete ? saved + " (not connected)" : saved, saved);
+        devices->addItem(isListed ? saved + " (not connected)" : saved, saved);
     devices->setCurrentIndex(devices->findData(saved));
-    showOutcome(*problem, listing.isServerThere ? "" : "The sound server does not answer.",
-                Outcome::bad);
+    const bool isFailure = listing.answer == Listing::Answer::failure;
+    showOutcome(*problem, isFailure ? "The sound server does not answer." : "", Outcome::bad);
 }
 
 void MicrophonePicker::showSettings() {

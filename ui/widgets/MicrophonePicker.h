@@ -29,10 +29,11 @@ protected:
     void hideEvent(QHideEvent* event) override;
 
 private:
+    // What the sound server said last, if anything; only its devices tell which are not connected.
     struct Listing {
+        enum class Answer { none, devices, failure };
+        Answer answer = Answer::none;
         QStringList names;
-        bool isServerThere = true;
-        bool isComplete = false; // a device that is not among the names is not connected
         bool operator==(const Listing&) const = default;
     };
 
