@@ -97,6 +97,11 @@ def equalise(rng, x):
     return np.fft.irfft(np.fft.rfft(x) * 10 ** (curve / 20), len(x))
 
 
+def speed(rng, spread):
+    """A factor for stretched, as often above one as below."""
+    return float(np.exp(rng.normal(0, spread)))
+
+
 def stretched(sound, factor):
     """As long as by that factor, and as much lower."""
     return np.interp(np.arange(int(len(sound) * factor)) / factor, np.arange(len(sound)), sound).astype(np.float32)
@@ -174,7 +179,7 @@ class Mixer:
         while True:
             family = list(self.families)[rng.choice(len(self.families), p=self.family_p)]
             i = int(rng.choice(self.families[family]))
-            factor = float(np.exp(rng.normal(0, 0.13))) if rng.random() < 0.8 else 1.0
+            factor = speed(rng, 0.13) if rng.random() < 0.8 else 1.0
             times = self.sets["phrase"]["times"][i] * factor
             if times[2] - times[0] < 1.25 * RATE:
                 return self.spoken("phrase", i).stretched(factor), times
@@ -219,7 +224,7 @@ class Mixer:
             tag = kind if kind != "speech" else ("near" if rng.random() < 0.4 else "generic")
             x = self.spoken("speech", int(rng.choice(self.tags[tag])))
             if rng.random() < 0.6:
-                x = x.stretched(float(np.exp(rng.normal(0, 0.13))))
+                x = x.stretched(speed(rng, 0.13))
             self.whole = x
             return self.place(x, int(rng.uniform(0.4 * RATE, len(x) + 0.5 * RATE)))
         raise ValueError(kind)

@@ -62,7 +62,7 @@ class Head(nn.Module):
 
 
 class Jury(nn.Module):
-    """The mean of what the heads of all rounds say: the later ones refuse more, the earlier ones know more voices."""
+    """The mean of what the heads of all searches say: the later ones refuse more, the earlier ones know more voices."""
 
     def __init__(self, heads):
         super().__init__()
@@ -166,9 +166,9 @@ def load_cleaner(path):
     return cleaner
 
 
-def load(work, rounds=(1, 2, 3)):
-    model = WakeModel(Cleaner(), Jury([Head() for _ in rounds]))
-    model.cleaner = load_cleaner(f"{work}/phone_cleaner.pt")
-    for head, number in zip(model.head.heads, rounds):
-        head.load_state_dict(torch.load(f"{work}/head-round{number}.pt"))
-    return model.eval()
+def load(work):
+    weights = torch.load(f"{work}/heads.pt")
+    heads = [Head() for _ in weights]
+    for head, trained in zip(heads, weights):
+        head.load_state_dict(trained)
+    return WakeModel(load_cleaner(f"{work}/phone_cleaner.pt"), Jury(heads)).eval()

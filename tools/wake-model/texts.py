@@ -47,6 +47,12 @@ VOWELS = "a|e|i|o|u|ee|oo|ai|ou|ar|or|er".split("|")
 CODAS = "|n|s|t|l|m|k|r|st|nd|ss|d|v|x".split("|")
 
 
+def words_before_phrase(text):
+    """How many words of other talk a text of the phrase begins with."""
+    lead_in = next((lead for lead in LEAD_INS if text.startswith(lead + " ")), "")
+    return len(lead_in.split())
+
+
 def licence_sentences(split):
     """Prose that is on every Debian system, as test and training reading matter."""
     out = []

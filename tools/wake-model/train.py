@@ -1,4 +1,4 @@
-"""Train the Head on the phone states of windows, then again with its own mistakes: train.py WORK_DIR EXAMPLES..."""
+"""Train the heads on the phone states of windows and on what earlier heads mistook: train.py WORK_DIR EXAMPLES..."""
 import multiprocessing
 import os
 import sys
@@ -16,10 +16,9 @@ from examples import Eye
 SEED = 7
 POLL = phones.RATE // 5
 BATCH = 128
-FIRST = (4, 2.5e-3)                      # epochs and the top of the learning rate
-ROUNDS = [(3000, 0.10, 3, 2e-3), (4000, 0.05, 4, 1.5e-3)]   # clips searched, the probability above which a window is kept
-COPIES = 1                               # disturbed copies of each mistake
-MOST = 4000                              # mistakes kept a round
+TOP_RATE = 2.5e-3                        # of learning
+SEARCHES = [(4, 0.1), (4, 0.05)]         # for mistakes: epochs before, and the probability above which a window is one
+LAST = (2, 6)                            # heads taught after that, and their epochs
 
 
 def say(*what):
@@ -78,10 +77,10 @@ def disguise(x):
     return x.clamp(0, 1).unsqueeze(2)
 
 
-def fit(head, x, y, epochs, top_rate):
+def fit(head, x, y, epochs):
     steps = epochs * (len(x) // BATCH)
-    optimiser = torch.optim.AdamW(head.parameters(), lr=top_rate, weight_decay=0.02)
-    schedule = torch.optim.lr_scheduler.OneCycleLR(optimiser, top_rate, total_steps=steps, pct_start=0.2)
+    optimiser = torch.optim.AdamW(head.parameters(), lr=TOP_RATE, weight_decay=0.02)
+    schedule = torch.optim.lr_scheduler.OneCycleLR(optimiser, TOP_RATE, total_steps=steps, pct_start=0.2)
     for epoch in range(epochs):
         head.train()
         order, total = torch.randperm(len(x)), 0.0
@@ -98,10 +97,11 @@ def fit(head, x, y, epochs, top_rate):
     return head.eval()
 
 
-def probabilities(net, states):
+def log_odds(net, states):
+    """Of the phrase, natural logarithms."""
     with torch.no_grad():
-        return np.concatenate([torch.softmax(net.head(torch.from_numpy(states[i:i + 256]).float().unsqueeze(2) / 255), 1)[:, 1].numpy()
-                               for i in range(0, len(states), 256)])
+        logits = [net.head(torch.from_numpy(states[i:i + 256]).float().unsqueeze(2) / 255) for i in range(0, len(states), 256)]
+    return np.concatenate([(x[:, 1] - x[:, 0]).numpy() for x in logits])
 
 
 def windows_of(x, phase=0):
@@ -110,73 +110,80 @@ def windows_of(x, phase=0):
     return [padded[end:end + phones.WINDOW] for end in range(POLL + phase, len(x) + 1, POLL)]
 
 
-def mine(mixer, net, clips, least, eye, seed):
-    """Spectra of windows of training speech that are taken for the phrase, with disturbed copies."""
-    order = np.random.default_rng(seed).permutation(len(mixer.sets["speech"]["voice"]))[:clips]
-    shares = np.array_split(order, 16)
+def mine(mixer, net, eye, least, seed):
+    """States of windows of training speech that are taken for the phrase, or of the phrase that is not complete."""
+    shares = np.array_split(np.random.default_rng(seed).permutation(len(mixer.sets["speech"]["voice"])), 32)
 
     def search(k):
         mixer.rng = np.random.default_rng([seed, k])
-        found = [f for i in shares[k] for f in mistakes_in(mixer, net, eye, i, least)]
-        early = []
-        for _ in range(len(shares[k]) // 40):                  # the phrase itself before it is complete, or headless
-            kinds = mixer.rng.choice(["partial", "partial", "tail"], size=16)
-            early += judged(net, eye, [mixer.window(q) if mixer.rng.random() < 0.7 else mixer.clean(q).sound for q in kinds], least)
-        both = sorted(found + early, key=lambda f: -f[0])[:MOST // 16]
-        copies = [mixer.disturb(x) for _, x, _ in both for _ in range(COPIES)]
-        spectra = [s[None].astype(np.float16) for _, _, s in both] + ([seen(eye, copies)] if copies else [])
-        return len(found), len(early), np.concatenate(spectra) if spectra else None
+        found = [mistakes_in(mixer, net, eye, i, least) for i in shares[k]]
+        early = [judged(net, eye, incomplete(mixer, 16), least) for _ in range(len(shares[k]) // 30)]
+        return np.concatenate(found), np.concatenate(early)
 
     parts = each_part(search, len(shares))
-    say(f"{sum(p[0] for p in parts)} mistakes in {clips} clips of training speech, {sum(p[1] for p in parts)} in incomplete phrases")
-    return np.concatenate([p[2] for p in parts if p[2] is not None])
+    found, early = (np.concatenate([p[i] for p in parts]) for i in (0, 1))
+    say(f"{len(found)} mistakes in training speech, {len(early)} in incomplete phrases")
+    return np.concatenate([found, early])
 
 
 def mistakes_in(mixer, net, eye, clip, least):
+    """A clip of speech, mostly all of it in one room and in one noise, looked at as the program does."""
     rng = mixer.rng
-    x = mixer.spoken("speech", clip).stretched(float(np.exp(rng.normal(0, 0.08)))).sound
+    x = mixer.spoken("speech", clip).stretched(augment.speed(rng, 0.1)).sound
     x = np.concatenate([np.zeros(4000, np.float32), x, np.zeros(6000, np.float32)])
-    if rng.random() < 0.5:                                     # all of it through one room, in one noise
-        x = augment.room(rng, x) if rng.random() < 0.5 else x
-        x = x + augment.noise(rng, rng.choice(augment.KINDS), len(x), mixer.any_speech) * np.sqrt(np.mean(x ** 2)) * \
-            10 ** (-rng.uniform(3, 25) / 20)
+    if rng.random() < 0.75:
+        if rng.random() < 0.5:
+            x = augment.room(rng, x, far=rng.random() < 0.4)
+        if rng.random() < 0.8:
+            x = x + augment.noise(rng, rng.choice(augment.KINDS), len(x), mixer.any_speech) * np.sqrt(np.mean(x ** 2)) * \
+                10 ** (-rng.uniform(2, 25) / 20)
+        if rng.random() < 0.3:
+            x = augment.equalise(rng, x)
     return judged(net, eye, windows_of(mixer.loudness(x), int(rng.integers(0, POLL))), least)
 
 
+def incomplete(mixer, count):
+    """Windows of the phrase before its end, or headless."""
+    return [mixer.window(kind) for kind in mixer.rng.choice(["partial", "partial", "tail"], size=count)]
+
+
 def judged(net, eye, windows, least):
-    if not windows:
-        return []
-    spectra = eye.seen(windows)
-    p = probabilities(net, states_of(net, spectra))
-    return [(p[i], windows[i], spectra[i]) for i in np.flatnonzero(p > least)]
+    """States of those windows whose probability is above the least."""
+    states = states_of(net, eye.seen(windows))
+    return states[log_odds(net, states) > np.log(least / (1 - least))]
 
 
 def seen(eye, windows):
     return np.concatenate([eye.seen(windows[i:i + 16]).astype(np.float16) for i in range(0, len(windows), 16)])
 
 
+def taught(x, y, epochs, seed):
+    torch.manual_seed(seed)
+    return fit(m.Head(), x, y, epochs)
+
+
 def main():
     work = sys.argv[1]
     torch.set_num_threads(1)
-    torch.manual_seed(SEED)
     mixer, eye = augment.Mixer(work, "train", SEED), Eye()
-    net = m.WakeModel(m.Cleaner(), m.Head()).eval()
-    net.cleaner.load_state_dict(torch.load(f"{work}/phone_cleaner.pt"))
+    net = m.WakeModel(m.load_cleaner(f"{work}/phone_cleaner.pt"), None).eval()
     x, y = [], []
     for name in sys.argv[2:]:
         part = np.load(f"{work}/{name}.npz")
         x.append(all_states_of(net, part["noisy"]))
         y.append((part["kind"] == "phrase").astype(np.int64))
     x, y = np.concatenate(x), np.concatenate(y)
-    say("round 1:", x.shape, f"{y.mean():.2f} positive")
-    fit(net.head, x, y, *FIRST)
-    torch.save(net.head.state_dict(), f"{work}/head-round1.pt")
-    for number, (clips, least, *fitting) in enumerate(ROUNDS, 2):
-        hard = all_states_of(net, mine(mixer, net, clips, least, eye, SEED + number))
+    heads = []
+    for number, (epochs, least) in enumerate(SEARCHES, 1):
+        say("search", number, x.shape, f"{y.mean():.2f} positive")
+        net.head = taught(x, y, epochs, SEED + number)
+        heads.append(net.head.state_dict())
+        hard = mine(mixer, net, eye, least, SEED + number)
         x, y = np.concatenate([x, hard]), np.concatenate([y, np.zeros(len(hard), np.int64)])
-        say(f"round {number}:", x.shape, f"{y.mean():.2f} positive")
-        fit(net.head, x, y, *fitting)
-        torch.save(net.head.state_dict(), f"{work}/head-round{number}.pt")
+    say("last:", x.shape, f"{y.mean():.2f} positive")
+    count, epochs = LAST
+    heads += each_part(lambda k: taught(x, y, epochs, SEED + 10 + k).state_dict(), count)
+    torch.save(heads, f"{work}/heads.pt")
 
 
 if __name__ == "__main__":
