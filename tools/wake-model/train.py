@@ -117,7 +117,7 @@ def mine(mixer, net, eye, least, seed):
     def search(k):
         mixer.rng = np.random.default_rng([seed, k])
         found = [mistakes_in(mixer, net, eye, i, least) for i in shares[k]]
-        early = [judged(net, eye, incomplete(mixer, 16), least) for _ in range(len(shares[k]) // 30)]
+        early = [judged(net, eye, incomplete(mixer, 16), least) for _ in range(max(1, len(shares[k]) // 30))]
         return np.concatenate(found), np.concatenate(early)
 
     parts = each_part(search, len(shares))
