@@ -19,8 +19,9 @@ public:
     struct Settings {
         std::string server; // as localModelServer gives it
         std::string model;  // empty for the first one that the server lists
-        std::chrono::milliseconds patienceForLook{1'000};
-        std::chrono::milliseconds patienceForAnswer{19'000};
+        // A model that thinks keeps the machine busy, and its server slow to list what it has.
+        std::chrono::milliseconds patienceForLook{3'000};
+        std::chrono::milliseconds patienceForAnswer{17'000};
     };
 
     LocalModelSummarizer(Settings chosen, HttpSession& http);
