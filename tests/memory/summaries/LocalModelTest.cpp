@@ -141,7 +141,8 @@ TEST_F(LocalModelTest, TellsWhichModelAnswers) {
         use(address);
         const auto begin = std::chrono::steady_clock::now();
         EXPECT_EQ(availability(), expected);
-        EXPECT_LT(std::chrono::steady_clock::now() - begin, 3500ms) << expected;
+        // A look must not take as long as an answer may.
+        EXPECT_LT(std::chrono::steady_clock::now() - begin, 10s) << expected;
     }
     use(model.host());
     defaults.set("localModel", "a\nlong" + std::string(200, 'x'));
