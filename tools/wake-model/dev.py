@@ -15,7 +15,7 @@ SEED = 21
 NAMES = list(conditions.CONDITIONS)
 THRESHOLDS = (0.3, 0.6, 0.95)
 REACH = 0.7             # seconds after the phrase within which a candidate counts as heard
-MERGE = 1.2             # seconds within which several polls are one candidate
+DEAF = 6                # polls from a candidate to the first that may be another
 AN_HOUR = 3600 * m.RATE // POLL                     # polls
 SPEECH = ["generic"] * 6 + ["near"] * 2             # all the speech of that kind, each time disturbed otherwise
 
@@ -61,7 +61,7 @@ def candidates(over, owner):
     count, free, last = 0, 0, None
     for k in np.flatnonzero(over):
         if k >= free or owner[k] != last:
-            count, free, last = count + 1, k + 1 + int(MERGE / 0.2), owner[k]
+            count, free, last = count + 1, k + DEAF, owner[k]
     return count
 
 

@@ -25,7 +25,7 @@ from matplotlib import pyplot
 
 THRESHOLDS = (0.3, 0.6, 0.8, 0.95)
 SHOWN = (0.3, 0.6, 0.95)
-USUAL = 0.6
+USUAL = 0.6             # the program's threshold as it comes
 PARTS = 8               # each of them starts HEARING once
 NEAR = 0.1              # of the other speech is nearly the phrase
 REACH = 0.7             # seconds after the phrase within which a candidate counts as heard
