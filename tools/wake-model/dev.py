@@ -1,4 +1,7 @@
-"""Figures on the voices kept for decisions, by torch: dev.py WORK_DIR.  Spectra are kept in dev_views.npz."""
+"""Set what the thresholds mean, and print figures, on the voices kept for decisions, by torch: dev.py WORK_DIR
+
+Changes heads.pt.  Spectra are kept in dev_views.npz.
+"""
 import os
 import sys
 
@@ -13,15 +16,17 @@ from train import POLL, all_states_of, each_part, log_odds, say, seen, windows_o
 
 SEED = 21
 NAMES = list(conditions.CONDITIONS)
-THRESHOLDS = (0.3, 0.6, 0.95)
+FALSE_AN_HOUR = {0.3: 8, 0.6: 2.5, 0.95: 0.6}      # candidates in ordinary speech that each threshold is to let through
+THRESHOLDS = tuple(FALSE_AN_HOUR)
 REACH = 0.7             # seconds after the phrase within which a candidate counts as heard
 DEAF = 6                # polls from a candidate to the first that may be another
 AN_HOUR = 3600 * m.RATE // POLL                     # polls
+KINDS = {"generic": range(100, 106), "near": range(200, 206)}       # of speech, and their labels
 SPEECH = ["generic"] * 6 + ["near"] * 2             # all the speech of that kind, each time disturbed otherwise
 
 
 def views(work):
-    """{spectra, label, owner} of windows: labels are the condition, and 100 more for ordinary speech or 200 for nearly right."""
+    """{spectra, label, owner} of windows: labels are the condition, or that of KINDS."""
     path = f"{work}/dev_views.npz"
     if not os.path.exists(path):
         mixer, eye = augment.Mixer(work, "dev", SEED), Eye()
@@ -53,7 +58,7 @@ def speech_views(mixer, eye, k):
     for n, (x, _) in enumerate(conditions.speech_recordings(mixer, tag)):
         c = (n + k) % len(NAMES)
         x = conditions.disturbed(mixer, augment.stretched(x, augment.speed(mixer.rng, 0.06)), NAMES[c])
-        yield seen(eye, windows_of(x)), (100 if tag == "generic" else 200) + c, 1000 * k + n
+        yield seen(eye, windows_of(x)), KINDS[tag][c], 1000 * k + n
 
 
 def candidates(over, owner):
@@ -70,6 +75,34 @@ def false_an_hour(p, v, threshold, labels):
     return candidates(p[pick] >= threshold, v["owner"][pick]) * AN_HOUR / pick.sum()
 
 
+def odds(p):
+    return np.log(p / (1 - p))
+
+
+def least_for(rate, given, v):
+    """The least log odds that no more candidates an hour of ordinary speech are given."""
+    low, high = given.min(), given.max()
+    while high - low > 1e-3:
+        middle = (low + high) / 2
+        low, high = (middle, high) if false_an_hour(given, v, middle, KINDS["generic"]) > rate else (low, middle)
+    return high
+
+
+def calibration(given, v):
+    """(slope, offset) of the line that brings the log odds given closest to the wanted meaning of the thresholds."""
+    return np.polyfit([least_for(rate, given, v) for rate in FALSE_AN_HOUR.values()], [odds(t) for t in FALSE_AN_HOUR], 1)
+
+
+def calibrate(work, slope, offset):
+    """Every head gives its log odds by that line from now on."""
+    heads = torch.load(f"{work}/heads.pt")
+    for head in heads:
+        head["out.weight"] *= slope
+        head["out.bias"] *= slope
+        head["out.bias"][1] += offset
+    torch.save(heads, f"{work}/heads.pt")
+
+
 def report(work, p, v):
     family = np.load(f"{work}/dev_phrase.npz")["family"]
     for c, name in enumerate(NAMES):
@@ -80,18 +113,21 @@ def report(work, p, v):
         row += [f"{f.replace('festival-', '')[:14]} " + "/".join(f"{100 * np.mean(best[family == f] >= t):.0f}" for t in THRESHOLDS)
                 for f in sorted(set(family))]
         print("  " + "  ".join(row))
-    for base, tag in ((100, "generic"), (200, "near")):
-        labels = range(base, base + len(NAMES))
+    for tag, labels in KINDS.items():
         hours = np.isin(v["label"], labels).sum() / AN_HOUR
         print(f"  false an hour, {tag} ({hours:.2f} h): " + "  ".join(f"{t}: {false_an_hour(p, v, t, labels):.1f}" for t in THRESHOLDS),
-              " at 0.6 by condition:", {name: round(float(false_an_hour(p, v, 0.6, [base + c])), 1) for c, name in enumerate(NAMES)})
+              " at 0.6 by condition:", {name: round(float(false_an_hour(p, v, 0.6, [label])), 1) for label, name in zip(labels, NAMES)})
 
 
 def main():
     work = sys.argv[1]
     torch.set_num_threads(1)
     v, net = views(work), m.load(work)
-    report(work, 1 / (1 + np.exp(-log_odds(net, all_states_of(net, v["spectra"])))), v)
+    given = log_odds(net, all_states_of(net, v["spectra"]))
+    slope, offset = calibration(given, v)
+    print(f"  log odds: {slope:.3f} of what the heads gave, {offset:+.3f}")
+    calibrate(work, slope, offset)
+    report(work, 1 / (1 + np.exp(-(slope * given + offset))), v)
 
 
 if __name__ == "__main__":
