@@ -9,8 +9,9 @@
 
 namespace tavik {
 
-// Hears 2.5 s of sound without most of its noise and room, and gives a frame of thirteen cepstra
-// for each 10 ms. For one thread at a time; everything throws TranscriberError.
+// Hears 2.5 s of sound without most of its noise and room, and without those who talk far softer
+// than whoever speaks last, and gives a frame of thirteen cepstra for each 10 ms. For one thread at
+// a time; everything throws TranscriberError.
 class SpeechCleaner {
 public:
     static constexpr std::size_t windowSamples = WindowNetwork::windowSamples;

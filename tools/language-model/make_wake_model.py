@@ -189,7 +189,7 @@ def main():
     parser.add_argument("--words", type=int, default=2000)
     parser.add_argument("--alike", type=int, default=60)
     parser.add_argument("--pairs", type=int, default=20000)
-    parser.add_argument("--share", type=float, default=0.01)
+    parser.add_argument("--share", type=float, default=0.05)
     options = parser.parse_args()
     general = GeneralModel(MODELS / "en-us.lm.bin")
     dictionary = read_dictionary(MODELS / "cmudict-en-us.dict")

@@ -120,17 +120,31 @@ class CleanSpeech(LongWindow):
     """What the verification hears: audio [1, SAMPLES] to the acoustic model's cepstra [1, frames * CEPSTRA], frame by frame.
 
     Half of what it hears is the spectrum as it is, with the mean of the cleaned one where there is speech: the Cleaner
-    alone takes something away from a clean voice, and the mean of both errs less than either.
+    alone takes something away from a clean voice, and the mean of both errs less than either.  Where nothing for a
+    while comes near the loudest of what may be the phrase there is silence instead: others talk behind the speaker,
+    whose words must not be counted with his.
     """
+
+    PHRASE = 150     # frames, the newest, that hold the phrase if there is one
+    BEHIND = 3.0     # nats of energy below the loudest of them: 13 dB
+    AROUND = 30      # frames to each side in which something must be louder than that
+    SILENCE = 10.0   # nats below the loudest
 
     def __init__(self, cleaner):
         super().__init__(cleaner)
+        self.newest = nn.MaxPool2d((1, self.PHRASE))
+        self.around = nn.MaxPool2d((1, 2 * self.AROUND + 1), stride=1, padding=(0, self.AROUND))
         self.cosines = phones.constant(0.5 * phones.cosines()[:, :, None, None])
 
     def forward(self, audio):
         heard = self.spectrum(audio)
-        clean, _, shift = self.compare(heard)
-        return self.cosines(clean + heard + shift).permute(0, 3, 1, 2).reshape(1, -1)
+        clean, loudness, shift = self.compare(heard)
+        return self.cosines(self.in_front(clean + heard + shift, loudness)).permute(0, 3, 1, 2).reshape(1, -1)
+
+    def in_front(self, doubled, loudness):
+        loudest = spread_out(self.newest(loudness[:, :, :, -self.PHRASE:]), self.frames)
+        spoken = torch.sigmoid((self.around(loudness) - loudest + self.BEHIND) * 6.0)
+        return doubled * self.all_filters(spoken) + self.all_filters(2.0 * (loudest - self.SILENCE) * (1.0 - spoken))
 
 
 class NoiseReduction(LongWindow):
