@@ -12,7 +12,7 @@ import augment
 import conditions
 import model as m
 from examples import Eye
-from train import POLL, all_states_of, each_part, log_odds, say, seen, windows_of
+from train import POLL, all_states_of, each_part, log_odds, logit, say, seen, windows_of
 
 SEED = 21
 NAMES = list(conditions.CONDITIONS)
@@ -21,7 +21,7 @@ THRESHOLDS = tuple(FALSE_AN_HOUR)
 REACH = 0.7             # seconds after the phrase within which a candidate counts as heard
 DEAF = 6                # polls from a candidate to the first that may be another
 AN_HOUR = 3600 * m.RATE // POLL                     # polls
-KINDS = {"generic": range(100, 106), "near": range(200, 206)}       # of speech, and their labels
+KINDS = {"generic": range(100, 100 + len(NAMES)), "near": range(200, 200 + len(NAMES))}     # of speech, and their labels
 SPEECH = ["generic"] * 6 + ["near"] * 2             # all the speech of that kind, each time disturbed otherwise
 
 
@@ -75,10 +75,6 @@ def false_an_hour(p, v, threshold, labels):
     return candidates(p[pick] >= threshold, v["owner"][pick]) * AN_HOUR / pick.sum()
 
 
-def odds(p):
-    return np.log(p / (1 - p))
-
-
 def least_for(rate, given, v):
     """The least log odds that no more candidates an hour of ordinary speech are given."""
     low, high = given.min(), given.max()
@@ -90,7 +86,7 @@ def least_for(rate, given, v):
 
 def calibration(given, v):
     """(slope, offset) of the line that brings the log odds given closest to the wanted meaning of the thresholds."""
-    return np.polyfit([least_for(rate, given, v) for rate in FALSE_AN_HOUR.values()], [odds(t) for t in FALSE_AN_HOUR], 1)
+    return np.polyfit([least_for(rate, given, v) for rate in FALSE_AN_HOUR.values()], [logit(t) for t in FALSE_AN_HOUR], 1)
 
 
 def calibrate(work, slope, offset):

@@ -142,6 +142,7 @@ class CleanSpeech(LongWindow):
         return self.cosines(self.in_front(clean + heard + shift, loudness)).permute(0, 3, 1, 2).reshape(1, -1)
 
     def in_front(self, doubled, loudness):
+        """The sum of two spectra, or twice silence where only others speak; in between within a nat, not at one step."""
         loudest = spread_out(self.newest(loudness[:, :, :, -self.PHRASE:]), self.frames)
         spoken = torch.sigmoid((self.around(loudness) - loudest + self.BEHIND) * 6.0)
         return doubled * self.all_filters(spoken) + self.all_filters(2.0 * (loudest - self.SILENCE) * (1.0 - spoken))

@@ -97,6 +97,11 @@ def fit(head, x, y, epochs):
     return head.eval()
 
 
+def logit(p):
+    """Log odds, natural, of a probability."""
+    return np.log(p / (1 - p))
+
+
 def log_odds(net, states):
     """Of the phrase, natural logarithms."""
     with torch.no_grad():
@@ -150,7 +155,7 @@ def incomplete(mixer, count):
 def judged(net, eye, windows, least):
     """States of those windows whose probability is above the least."""
     states = states_of(net, eye.seen(windows))
-    return states[log_odds(net, states) > np.log(least / (1 - least))]
+    return states[log_odds(net, states) > logit(least)]
 
 
 def seen(eye, windows):
