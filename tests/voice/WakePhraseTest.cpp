@@ -1,6 +1,7 @@
+#include "platform/audio/Resampler.h"
 #include "platform/recognition/Transcriber.h"
-
 #include "tests/platform/recognition/SpokenSamples.h"
+#include "voice/WakeVerification.h"
 
 #include <algorithm>
 #include <array>
@@ -8,12 +9,12 @@
 #include <functional>
 #include <gtest/gtest.h>
 #include <numeric>
-#include <sstream>
 
 namespace tavik {
 namespace {
 
 constexpr std::size_t windowSamples = 40000;
+constexpr std::uint32_t rate = 16000;
 constexpr std::array allVoices = {"flite:slt",         "flite:rms",       "flite:awb",
                                   "espeak-ng:en-us",   "espeak-ng:en-gb", "espeak-ng:en-us+f3",
                                   "espeak-ng:en-us+m3"};
@@ -29,22 +30,10 @@ std::vector<float> window(const std::vector<float>& samples, std::size_t trailin
     return result;
 }
 
-// At most four words, and the wake word among them.
-bool holdsWakePhrase(const std::string& text) {
-    std::istringstream stream(text);
-    std::size_t count = 0;
-    bool found = false;
-    for (std::string word; stream >> word; ++count)
-        found |= word == "vessa" || word == "vessas" || word == "vesa" || word == "wessa";
-    return found && count <= 4;
-}
-
 class WakePhraseTest : public testing::Test {
 protected:
-    std::string transcript(const std::vector<float>& samples) {
-        const auto utterance = transcriber->begin();
-        utterance->feed(samples);
-        return utterance->finish({});
+    bool isHeard(const std::vector<float>& samples) {
+        return verifyWakePhrase(*transcriber, samples, {});
     }
 
     std::unique_ptr<Transcriber> transcriber = openEmbeddedTranscriber(Vocabulary::wakePhrase);
@@ -56,18 +45,34 @@ TEST_F(WakePhraseTest, IsHeardFromManyVoicesAtAnyPlace) {
     for (const char* voice : allVoices) {
         const auto samples = trimmed(spoken("hey vessa", voice));
         for (const std::size_t trailing : {800U, 4800U, 9600U}) {
-            const std::string text = transcript(window(samples, trailing));
-            heard += holdsWakePhrase(text);
+            const bool isRecorded = std::string_view(voice).starts_with("flite");
+            const bool isThis = isHeard(window(samples, trailing));
+            heard += isThis;
             ++said;
-            const bool recorded = std::string_view(voice).starts_with("flite");
-            EXPECT_TRUE(holdsWakePhrase(text) || !recorded) << voice << ": " << text;
+            EXPECT_TRUE(isThis || !isRecorded) << voice;
         }
     }
     EXPECT_GE(heard, said - 2);
 }
 
+// Voices raised or lowered as far as between a child and a large man. Heard at their own pace
+// alone, seven of the fourteen are understood.
+TEST_F(WakePhraseTest, IsHeardFromPeopleOfAnySize) {
+    int heard = 0;
+    int said = 0;
+    for (const char* voice : allVoices)
+        for (const std::uint32_t percent : {70U, 130U}) {
+            Resampler resampler({rate, 1}, rate * percent / 100);
+            const auto phrase = trimmed(spoken("hey vessa", voice));
+            const auto played = resampler.process(phrase);
+            heard += isHeard(window({played.begin(), played.end()}, 4800));
+            ++said;
+        }
+    EXPECT_GE(heard, said - 3);
+}
+
 // Noise of up to the loudness of the voice. Without the cleaner a third of these are heard, with it
-// nearly half.
+// more than half.
 TEST_F(WakePhraseTest, IsHeardInNoise) {
     int heard = 0;
     int said = 0;
@@ -77,11 +82,11 @@ TEST_F(WakePhraseTest, IsHeardInNoise) {
             for (const unsigned seed : {7U, 8U}) {
                 auto noisy = noise(windowSamples, level, seed);
                 std::ranges::transform(noisy, phrase, noisy.begin(), std::plus());
-                heard += holdsWakePhrase(transcript(noisy));
+                heard += isHeard(noisy);
                 ++said;
             }
     }
-    EXPECT_GE(heard, 2 * said / 5);
+    EXPECT_GE(heard, said / 2);
 }
 
 // The words of somebody much softer are not counted with the speaker's. When they are, eight of the
@@ -95,7 +100,7 @@ TEST_F(WakePhraseTest, IsHeardWhileOthersTalkBehind) {
             auto both = window(trimmed(spoken("hey vessa", voice)), 4800);
             for (std::size_t index = 0; index < both.size(); ++index)
                 both[index] += 0.1F * talk[index % talk.size()];
-            heard += holdsWakePhrase(transcript(both));
+            heard += isHeard(both);
             ++said;
         }
     }
@@ -116,7 +121,7 @@ TEST_F(WakePhraseTest, IsHeardAfterTheSlamOfADoor) {
     for (const char* voice : allVoices) {
         auto both = window(trimmed(spoken("hey vessa", voice)), 800);
         std::ranges::transform(slam, both, both.begin(), std::plus());
-        heard += holdsWakePhrase(transcript(both));
+        heard += isHeard(both);
     }
     EXPECT_GE(heard, 2);
 }
@@ -137,16 +142,16 @@ TEST_F(WakePhraseTest, IsNotHeardInOtherSpeech) {
         {"espeak-ng:en-us", "turn on the radio please and make it louder"},
     };
     for (const auto& [voice, sentence] : cases) {
-        const std::string text = transcript(window(trimmed(spoken(sentence, voice)), 800));
-        EXPECT_FALSE(holdsWakePhrase(text)) << voice << " said " << sentence << ": " << text;
+        EXPECT_FALSE(isHeard(window(trimmed(spoken(sentence, voice)), 800)))
+            << voice << " said " << sentence;
     }
 }
 
 TEST_F(WakePhraseTest, IsNotHeardInSilenceOrNoise) {
-    EXPECT_EQ(transcript({}), "");
-    EXPECT_EQ(transcript(std::vector<float>(windowSamples)), "");
+    EXPECT_FALSE(isHeard({}));
+    EXPECT_FALSE(isHeard(std::vector<float>(windowSamples)));
     for (const float level : {0.001F, 0.01F, 0.1F})
-        EXPECT_FALSE(holdsWakePhrase(transcript(noise(windowSamples, level))));
+        EXPECT_FALSE(isHeard(noise(windowSamples, level)));
 }
 
 } // namespace
