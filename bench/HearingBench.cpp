@@ -1,14 +1,18 @@
 // From the last captured audio to the finished transcript, fed as a microphone feeds it: while the
-// words are spoken. The peer is decoding the same recording only after its end. And what one look
-// at the wake model takes, as a share of the 200 ms between two looks.
+// words are spoken. The peer is decoding the same recording only after its end. What one look at
+// the wake model takes, as a share of the 200 ms between two looks. And how long it takes to
+// confirm the phrase, or to refuse what sounds otherwise at any pace, against the silence that ends
+// a command: nobody may wait for it.
 
 #include "app/Paths.h"
 #include "bench/FreshHome.h"
+#include "bench/QuietLog.h"
 #include "platform/audio/Resampler.h"
 #include "platform/inference/AudioNetwork.h"
 #include "platform/recognition/Transcriber.h"
 #include "tools/stand-ins/services/StandInVoice.h"
 #include "voice/VoiceTuning.h"
+#include "voice/WakeVerification.h"
 
 #include <algorithm>
 #include <chrono>
@@ -62,7 +66,7 @@ double median(std::vector<double> values) {
     return values[values.size() / 2];
 }
 
-void benchRecognition(const FreshHome& home) {
+void benchRecognition(const FreshHome& home, FILE* figures) {
     const auto transcriber = openEmbeddedTranscriber(Vocabulary::commands);
     auto samples = spoken(home, "what are the opening hours of the library");
     // The silence that ends a command is recorded, too.
@@ -73,12 +77,13 @@ void benchRecognition(const FreshHome& home) {
         streamed.push_back(transcribe(*transcriber, samples, true));
         afterwards.push_back(transcribe(*transcriber, samples, false));
     }
-    std::printf(
+    std::fprintf(
+        figures,
         "last audio to transcript   %7.1f ms streamed, %7.1f ms decoded afterwards, ratio %.2f\n",
         median(streamed), median(afterwards), median(streamed) / median(afterwards));
 }
 
-void benchWakeModel(const FreshHome& home) {
+void benchWakeModel(const FreshHome& home, FILE* figures) {
     constexpr int looks = 200;
     const auto model =
         loadAudioNetwork(resourcePath("HeyVessa_runtime.onnx"), tuning::WAKE_WINDOW, 2);
@@ -88,15 +93,45 @@ void benchWakeModel(const FreshHome& home) {
     for (int look = 0; look < looks; ++look)
         model->run(window);
     const double each = millisecondsSince(start) / looks;
-    std::printf("a look at the wake model   %7.2f ms, %.1f %% of one core at five a second\n", each,
-                each * 5 / 10);
+    std::fprintf(figures,
+                 "a look at the wake model   %7.2f ms, %.1f %% of one core at five a second\n",
+                 each, each * 5 / 10);
+}
+
+// Milliseconds for the last 2.5 s of `text` and a pause.
+double verify(Transcriber& transcriber, const FreshHome& home, const std::string& text) {
+    auto window = spoken(home, text);
+    window.resize(window.size() + tuning::SAMPLE_RATE / 5);
+    window.insert(window.begin(), tuning::STT_VERIFY_WINDOW, 0.0F);
+    const auto newest = std::span(window).last(tuning::STT_VERIFY_WINDOW);
+    std::vector<double> times;
+    for (int round = 0; round < 9; ++round) {
+        const auto start = steady_clock::now();
+        verifyWakePhrase(transcriber, newest, {});
+        times.push_back(millisecondsSince(start));
+    }
+    return median(times);
+}
+
+void benchVerification(const FreshHome& home, FILE* figures) {
+    const auto transcriber = openEmbeddedTranscriber(Vocabulary::wakePhrase);
+    const double confirmed = verify(*transcriber, home, "hey vessa");
+    const double refused = verify(*transcriber, home, "hey there");
+    const auto silence = static_cast<double>(tuning::END_SILENCE.count());
+    std::fprintf(
+        figures,
+        "verification               %7.1f ms confirmed, %7.1f ms refused, ratio %.2f; %.0f %% "
+        "of the silence that ends a command\n",
+        confirmed, refused, refused / confirmed, 100 * refused / silence);
 }
 
 } // namespace
 
 int main() {
+    FILE* const figures = quietLog();
     const FreshHome home;
-    benchRecognition(home);
-    benchWakeModel(home);
+    benchRecognition(home, figures);
+    benchWakeModel(home, figures);
+    benchVerification(home, figures);
     return 0;
 }
