@@ -1,6 +1,7 @@
 #include "tests/support/Eventually.h"
 #include "tests/system/RunningTavik.h"
 #include "tests/system/ScriptedTray.h"
+#include "tools/stand-ins/services/PrivateBus.h"
 #include "tools/stand-ins/services/PrivateDisplay.h"
 #include "tools/stand-ins/services/PrivatePulseAudio.h"
 

@@ -2,7 +2,6 @@
 
 #include <mutex>
 #include <stdexcept>
-#include <thread>
 
 namespace tavik {
 
@@ -12,27 +11,6 @@ namespace {
 std::mutex answering;
 
 } // namespace
-
-PrivateBus::PrivateBus() {
-    daemon = std::make_unique<ChildProcess>(ChildProcess::Command{
-        .arguments = {"dbus-daemon", "--session", "--nofork", "--nopidfile", "--nosyslog",
-                      "--address=" + address(), "--print-address"},
-        .environment = {{"DISPLAY", std::nullopt},
-                        {"XDG_DATA_HOME", std::string(std::getenv("HOME")) + "/.local/share"},
-                        {"XDG_DATA_DIRS", std::nullopt},
-                        {"GSETTINGS_BACKEND", "memory"}},
-        .outputPath = folder.file("log"),
-        .input = "",
-    });
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    // The socket is there before anybody listens at it; the address comes out after that.
-    while (readFile(folder.file("log")).find(address()) == std::string::npos) {
-        if (std::chrono::steady_clock::now() > deadline)
-            throw std::runtime_error("the private bus did not start: " +
-                                     readFile(folder.file("log")));
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-}
 
 BusPeer::BusPeer(const std::string& address, Answer howToAnswer)
     : connection(g_dbus_connection_new_for_address_sync(

@@ -1,27 +1,10 @@
 #pragma once
 
-#include "tools/stand-ins/services/ChildProcess.h"
-#include "tools/stand-ins/services/TemporaryFolder.h"
-
 #include <functional>
 #include <gio/gio.h>
-#include <memory>
 #include <string>
 
 namespace tavik {
-
-// A session bus of our own, which starts the services of the home folder and of this machine.
-class PrivateBus {
-public:
-    PrivateBus();
-
-    // For DBUS_SESSION_BUS_ADDRESS.
-    std::string address() const { return "unix:path=" + folder.file("bus"); }
-
-private:
-    TemporaryFolder folder;
-    std::unique_ptr<ChildProcess> daemon;
-};
 
 struct BusCall {
     std::string sender;

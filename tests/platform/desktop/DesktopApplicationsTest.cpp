@@ -2,6 +2,7 @@
 #include "tests/platform/desktop/BusPeer.h"
 #include "tests/platform/desktop/DesktopTest.h"
 #include "tests/support/StopTiming.h"
+#include "tools/stand-ins/services/PrivateBus.h"
 
 #include <csignal>
 #include <filesystem>

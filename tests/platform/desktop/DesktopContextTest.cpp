@@ -2,6 +2,7 @@
 #include "platform/desktop/XConnection.h"
 #include "tests/platform/desktop/BusPeer.h"
 #include "tests/platform/desktop/DesktopTest.h"
+#include "tools/stand-ins/services/PrivateBus.h"
 
 #include <thread>
 

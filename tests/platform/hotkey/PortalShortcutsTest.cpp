@@ -3,6 +3,7 @@
 #include "platform/hotkey/KeyTable.h"
 #include "tests/platform/hotkey/ScriptedPortal.h"
 #include "tests/support/Eventually.h"
+#include "tools/stand-ins/services/PrivateBus.h"
 
 #include <gmock/gmock.h>
 

@@ -1,19 +1,10 @@
 #include "tools/stand-ins/services/PrivateDisplay.h"
 
+#include "tools/stand-ins/services/AwaitStart.h"
+
 #include <filesystem>
-#include <stdexcept>
-#include <thread>
 
 namespace tavik {
-
-namespace {
-
-using namespace std::chrono_literals;
-using std::chrono::steady_clock;
-
-constexpr auto startPatience = 10s;
-
-} // namespace
 
 PrivateDisplay::PrivateDisplay() {
     startServer();
@@ -31,7 +22,7 @@ void PrivateDisplay::startServer() {
         .outputPath = folder.file("server.log"),
         .input = "",
     });
-    displayName = ":" + lineIn(number, *serverProcess);
+    displayName = ":" + lineIn(number, *serverProcess, folder.file("server.log"));
 }
 
 void PrivateDisplay::startWindowManager() {
@@ -49,20 +40,16 @@ void PrivateDisplay::startWindowManager() {
         .outputPath = folder.file("manager.log"),
         .input = "",
     });
-    lineIn(sign, *managerProcess);
+    lineIn(sign, *managerProcess, folder.file("manager.log"));
 }
 
-std::string PrivateDisplay::lineIn(const std::string& path, ChildProcess& writer) const {
-    const auto deadline = steady_clock::now() + startPatience;
+std::string PrivateDisplay::lineIn(const std::string& path, ChildProcess& writer,
+                                   const std::string& log) {
     std::string content;
-    while (!content.ends_with('\n')) {
-        if (!writer.isRunning() || steady_clock::now() > deadline)
-            throw std::runtime_error(
-                "the private display did not start: " + readFile(folder.file("server.log")) +
-                readFile(folder.file("manager.log")));
-        std::this_thread::sleep_for(5ms);
+    awaitStart("display", writer, log, [&] {
         content = readFile(path);
-    }
+        return content.ends_with('\n');
+    });
     content.pop_back();
     return content;
 }

@@ -25,7 +25,8 @@ public:
 private:
     void startServer();
     // The content of a file that is only complete with its line end.
-    std::string lineIn(const std::string& path, ChildProcess& writer) const;
+    static std::string lineIn(const std::string& path, ChildProcess& writer,
+                              const std::string& log);
 
     TemporaryFolder folder;
     std::string displayName;

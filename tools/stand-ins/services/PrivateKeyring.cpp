@@ -1,56 +1,31 @@
 #include "tools/stand-ins/services/PrivateKeyring.h"
 
+#include "tools/stand-ins/services/AwaitStart.h"
+
 #include <filesystem>
-#include <fmt/format.h>
-#include <functional>
 #include <stdexcept>
-#include <thread>
 
 namespace tavik {
 
 namespace {
 
 using namespace std::chrono_literals;
-using std::chrono::steady_clock;
 
-constexpr auto startPatience = 10s;
 constexpr auto toolPatience = 10s;
-
-constexpr auto busConfiguration = R"(<busconfig>
-<type>session</type><listen>{}</listen><auth>EXTERNAL</auth>
-<policy context="default">
-<allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/><allow own="*"/>
-</policy>
-</busconfig>)";
 
 // The first unlocking makes a keyring with this password.
 constexpr auto password = "a password";
 
-void awaitStart(ChildProcess& process, const std::string& log,
-                const std::function<bool()>& isReady) {
-    const auto deadline = steady_clock::now() + startPatience;
-    while (!isReady()) {
-        if (!process.isRunning() || steady_clock::now() > deadline)
-            throw std::runtime_error("the private keyring did not start: " + readFile(log));
-        std::this_thread::sleep_for(5ms);
-    }
-}
-
 } // namespace
 
 PrivateKeyring::PrivateKeyring() {
-    startBus();
     startKeyring({"--unlock"});
-}
-
-std::string PrivateKeyring::address() const {
-    return "unix:path=" + folder.file("bus");
 }
 
 void PrivateKeyring::restart() {
     keyringProcess->kill();
-    if (!busProcess->isRunning())
-        startBus();
+    if (!bus().isRunning())
+        sessionBus.restart();
     startKeyring({"--unlock"});
 }
 
@@ -58,23 +33,6 @@ void PrivateKeyring::restartAsNew() {
     keyringProcess->kill();
     std::filesystem::remove_all(folder.file(".local"));
     startKeyring({"--start"});
-}
-
-void PrivateKeyring::startBus() {
-    std::filesystem::remove(folder.file("bus"));
-    std::filesystem::remove(folder.file("bus.log"));
-    writeFile(folder.file("bus.conf"), fmt::format(fmt::runtime(busConfiguration), address()));
-    busProcess = std::make_unique<ChildProcess>(ChildProcess::Command{
-        .arguments = {"dbus-daemon", "--config-file=" + folder.file("bus.conf"), "--nofork",
-                      "--nopidfile", "--nosyslog", "--print-address"},
-        .environment = {{"HOME", folder.path()}},
-        .outputPath = folder.file("bus.log"),
-        .input = "",
-    });
-    // The socket is there before anybody listens at it; the address comes out after that.
-    awaitStart(*busProcess, folder.file("bus.log"), [this] {
-        return readFile(folder.file("bus.log")).find(address()) != std::string::npos;
-    });
 }
 
 void PrivateKeyring::startKeyring(const std::vector<std::string>& options) {
@@ -93,7 +51,7 @@ void PrivateKeyring::startKeyring(const std::vector<std::string>& options) {
         .outputPath = folder.file("keyring.log"),
         .input = password,
     });
-    awaitStart(*keyringProcess, folder.file("keyring.log"), [this] {
+    awaitStart("keyring", *keyringProcess, folder.file("keyring.log"), [this] {
         return call({"org.freedesktop.DBus", "/org/freedesktop/DBus",
                      "org.freedesktop.DBus.NameHasOwner", "string:org.freedesktop.secrets"})
                    .find("true") != std::string::npos;

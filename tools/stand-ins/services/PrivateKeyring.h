@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tools/stand-ins/services/ChildProcess.h"
+#include "tools/stand-ins/services/PrivateBus.h"
 #include "tools/stand-ins/services/TemporaryFolder.h"
 
 #include <memory>
@@ -17,9 +18,9 @@ public:
     PrivateKeyring();
 
     // For DBUS_SESSION_BUS_ADDRESS.
-    std::string address() const;
+    std::string address() const { return sessionBus.address(); }
 
-    ChildProcess& bus() { return *busProcess; }
+    ChildProcess& bus() { return sessionBus.process(); }
     ChildProcess& keyring() { return *keyringProcess; }
     // Starts the keyring again, unlocked and with what was stored; a bus that has ended, too.
     void restart();
@@ -38,12 +39,11 @@ public:
     std::string call(const std::vector<std::string>& method);
 
 private:
-    void startBus();
     void startKeyring(const std::vector<std::string>& options);
     std::string runTool(const std::vector<std::string>& command, const std::string& input);
 
     TemporaryFolder folder;
-    std::unique_ptr<ChildProcess> busProcess;
+    PrivateBus sessionBus{PrivateBus::Starts::nothing};
     std::unique_ptr<ChildProcess> keyringProcess;
 };
 

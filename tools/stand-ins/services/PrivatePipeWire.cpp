@@ -1,34 +1,15 @@
 #include "tools/stand-ins/services/PrivatePipeWire.h"
 
-#include <chrono>
+#include "tools/stand-ins/services/AwaitStart.h"
+
 #include <filesystem>
-#include <stdexcept>
-#include <thread>
 
 namespace tavik {
-
-namespace {
-
-using namespace std::chrono_literals;
-using std::chrono::steady_clock;
-
-constexpr auto startPatience = 10s;
-
-void awaitFile(const std::string& path) {
-    const auto deadline = steady_clock::now() + startPatience;
-    while (!std::filesystem::exists(path)) {
-        if (steady_clock::now() > deadline)
-            throw std::runtime_error("the private PipeWire did not start: no " + path);
-        std::this_thread::sleep_for(10ms);
-    }
-}
-
-} // namespace
 
 PrivatePipeWire::PrivatePipeWire()
     : PrivateSoundServer("pulse/native")
     , core(run({"pipewire"})) {
-    awaitFile(folder.file("pipewire-0"));
+    awaitSocket(*core, folder.file("pipewire-0"));
     // It ends without a bus.
     sessionManager = run({"dbus-run-session", "--", "wireplumber"});
     startPulseService();
@@ -42,13 +23,17 @@ void PrivatePipeWire::restart() {
 void PrivatePipeWire::startPulseService() {
     std::filesystem::remove(socket);
     pulseService = run({"pipewire-pulse"});
-    awaitFile(socket);
+    awaitSocket(*pulseService, socket);
     loadModule("module-null-sink",
                {"sink_name=speaker", "sink_properties=device.description=Speaker"});
     loadModule("module-null-sink", {"sink_name=microphone-feed"});
     loadModule("module-remap-source", {"source_name=microphone", "master=microphone-feed.monitor",
                                        "source_properties=device.description=Microphone"});
     awaitDefaults(*pulseService);
+}
+
+void PrivatePipeWire::awaitSocket(ChildProcess& server, const std::string& path) const {
+    awaitStart("PipeWire", server, log, [&] { return std::filesystem::exists(path); });
 }
 
 std::unique_ptr<ChildProcess>

@@ -20,6 +20,7 @@ public:
 private:
     std::unique_ptr<ChildProcess> run(const std::vector<std::string>& arguments) const;
     void startPulseService();
+    void awaitSocket(ChildProcess& server, const std::string& path) const;
 
     std::unique_ptr<ChildProcess> core;
     std::unique_ptr<ChildProcess> sessionManager;

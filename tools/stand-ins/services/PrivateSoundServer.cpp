@@ -1,35 +1,30 @@
 #include "tools/stand-ins/services/PrivateSoundServer.h"
 
+#include "tools/stand-ins/services/AwaitStart.h"
+
 #include <algorithm>
 #include <stdexcept>
-#include <thread>
 
 namespace tavik {
 
 namespace {
 
 using namespace std::chrono_literals;
-using std::chrono::steady_clock;
 
-constexpr auto startPatience = 10s;
 constexpr auto commandPatience = 10s;
 
 } // namespace
 
 void PrivateSoundServer::awaitDefaults(ChildProcess& daemon) {
-    const auto deadline = steady_clock::now() + startPatience;
-    while (true) {
+    awaitStart("sound server", daemon, log, [this] {
         try {
             pactl({"set-default-sink", "speaker"});
             pactl({"set-default-source", "microphone"});
-            return;
+            return true;
         } catch (const std::runtime_error&) {
-            if (!daemon.isRunning() || steady_clock::now() > deadline)
-                throw std::runtime_error("the private sound server did not start: " +
-                                         readFile(log));
-            std::this_thread::sleep_for(30ms);
+            return false;
         }
-    }
+    });
 }
 
 std::string PrivateSoundServer::pactl(const std::vector<std::string>& arguments) {

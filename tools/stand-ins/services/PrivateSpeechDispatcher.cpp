@@ -1,23 +1,18 @@
 #include "tools/stand-ins/services/PrivateSpeechDispatcher.h"
 
+#include "tools/stand-ins/services/AwaitStart.h"
+
 #include <cstring>
 #include <filesystem>
 #include <fmt/format.h>
 #include <fstream>
-#include <stdexcept>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <thread>
 #include <unistd.h>
 
 namespace tavik {
 
 namespace {
-
-using namespace std::chrono_literals;
-using std::chrono::steady_clock;
-
-constexpr auto startPatience = 10s;
 
 // Of the folder, the sound server, the module and the rate.
 constexpr const char* configuration = R"(LogLevel 1
@@ -85,12 +80,8 @@ void PrivateSpeechDispatcher::start() {
         .outputPath = folder.file("output"),
         .input = "",
     });
-    const auto deadline = steady_clock::now() + startPatience;
-    while (!accepts(folder.file("speechd"))) {
-        if (!daemon->isRunning() || steady_clock::now() > deadline)
-            throw std::runtime_error("the private speech service did not start");
-        std::this_thread::sleep_for(20ms);
-    }
+    awaitStart("speech service", *daemon, folder.file("output"),
+               [this] { return accepts(folder.file("speechd")); });
 }
 
 } // namespace tavik
