@@ -22,6 +22,15 @@ std::optional<std::uint32_t> idOf(const std::optional<AudioDevice>& device) {
     return device ? std::optional(device->id) : std::nullopt;
 }
 
+template<typename Step>
+void orSayWhy(Step step) {
+    try {
+        step();
+    } catch (const AudioError& error) {
+        throw MicrophoneError(std::string("Microphone start failed: ") + error.what());
+    }
+}
+
 } // namespace
 
 struct Microphone::Engine {
@@ -57,22 +66,15 @@ Microphone::~Microphone() {
     engine.reset();
 }
 
+// The route is watched first, so that no change is missed that comes while the engine is built.
 void Microphone::start(std::stop_token stop) {
+    orSayWhy([&] { services.audio.watchRoutes([this] { watchdog.routeChanged(); }, stop); });
     buildEngine(stop);
-    try {
-        services.audio.watchRoutes([this] { watchdog.routeChanged(); }, std::move(stop));
-    } catch (const AudioError& error) {
-        throw MicrophoneError(std::string("Microphone start failed: ") + error.what());
-    }
     watchdog.start();
 }
 
 void Microphone::buildEngine(const std::stop_token& stop) {
-    try {
-        open(chooseInput(stop), stop);
-    } catch (const AudioError& error) {
-        throw MicrophoneError(std::string("Microphone start failed: ") + error.what());
-    }
+    orSayWhy([&] { open(chooseInput(stop), stop); });
 }
 
 AudioDevice Microphone::chooseInput(const std::stop_token& stop) {

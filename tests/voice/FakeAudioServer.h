@@ -20,6 +20,9 @@ public:
     std::function<void(const std::string& name, double volume)> onSound = [](const std::string&,
                                                                              double) {};
 
+    // Called while a capture is being opened.
+    std::function<void()> onOpening = [] {};
+
     // Deliver samples to the microphone, and to what records the loudspeaker, if open.
     void play(std::span<const float> samples) { deliver(&FakeAudioServer::open, samples); }
     void playLoudspeaker(std::span<const float> samples) {
@@ -82,6 +85,7 @@ public:
     std::unique_ptr<AudioCapture> openCapture(const AudioDevice& device, Tap tap, Ended ended,
                                               std::stop_token) override {
         answer(0);
+        onOpening();
         const std::lock_guard lock(mutex);
         return std::make_unique<Capture>(*this, device, std::move(tap), std::move(ended));
     }

@@ -84,6 +84,15 @@ TEST_F(VoiceLoopTest, RebuildsOnceForABurstOfRouteChangesAndNotForNothing) {
     EXPECT_EQ(audio.opens(), 2);
 }
 
+TEST_F(VoiceLoopTest, NoticesARouteChangeWhileTheMicrophoneIsBeingOpened) {
+    audio.onOpening = [&] {
+        if (audio.defaultID.exchange(2) == 1)
+            audio.changeRoute();
+    };
+    ASSERT_TRUE(starts());
+    EXPECT_TRUE(eventually([&] { return audio.openedDevice() == "mic.two"; }));
+}
+
 TEST_F(VoiceLoopTest, GivesUpASilentDeviceAfterThreeRebuilds) {
     microphoneIsDead = true;
     start();
