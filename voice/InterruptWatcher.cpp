@@ -33,7 +33,7 @@ void InterruptWatcher::watch(std::stop_token stop) {
     }
 }
 
-bool InterruptWatcher::hearsWakePhrase(const std::stop_token& stop) {
+bool InterruptWatcher::hearsWakePhrase(std::stop_token stop) {
     struct Moment {
         bool isSpeaking;
         bool canInterrupt;
@@ -51,7 +51,8 @@ bool InterruptWatcher::hearsWakePhrase(const std::stop_token& stop) {
     loudspeaker.follow(now.isSpeaking, stop);
     return now.canInterrupt && services.defaults.boolean("wakeEnabled").value_or(true) &&
            ears.detector.isCandidate(wakeWindow) && !isOwnVoice() &&
-           verifyWakePhrase(*ears.verifier, loudspeaker.withoutOwnVoice(verifyWindow), stop);
+           verifyWakePhrase(*ears.verifier, loudspeaker.withoutOwnVoice(verifyWindow),
+                            std::move(stop));
 }
 
 bool InterruptWatcher::isOwnVoice() {

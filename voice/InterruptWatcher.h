@@ -23,7 +23,7 @@ public:
 
 private:
     void watch(std::stop_token stop);
-    bool hearsWakePhrase(const std::stop_token& stop);
+    bool hearsWakePhrase(std::stop_token stop);
     bool isOwnVoice();
     void bargeIn();
 

@@ -148,8 +148,8 @@ void VoiceLoop::listen(std::stop_token stop) {
             runSession(nullptr, stop);
         } else if (wakes()) {
             log("🔔 wake — listening for command…");
-            Task<bool> verify([this](const std::stop_token& verifying) {
-                return verifyWakePhrase(*ears->verifier, verifyWindow, verifying);
+            Task<bool> verify([this](std::stop_token verifying) {
+                return verifyWakePhrase(*ears->verifier, verifyWindow, std::move(verifying));
             });
             runSession(&verify, stop);
         }

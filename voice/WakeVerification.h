@@ -14,11 +14,9 @@ class Transcriber;
 bool confirmsWakePhrase(std::string_view transcript);
 
 // The second stage of hearing the wake phrase: transcribes `window` (at the transcriber's rate) and
-// judges the text. Where few words were understood that do not confirm it, it is transcribed up to
-// twice more, played slower and faster, as people of another size would say it; then the phrase has
-// to be understood by itself. A failing transcriber confirms nothing. Blocks for the recognition;
-// throws Cancelled.
+// judges the text. A failing transcriber confirms nothing. Blocks for the recognition; throws
+// Cancelled.
 bool verifyWakePhrase(Transcriber& transcriber, std::span<const float> window,
-                      const std::stop_token& stop);
+                      std::stop_token stop);
 
 } // namespace tavik

@@ -2,6 +2,7 @@
 
 #include "platform/concurrency/Cancelled.h"
 #include "platform/concurrency/ThreadName.h"
+#include "platform/recognition/AnyPaceTranscriber.h"
 #include "platform/recognition/SpeechModels.h"
 
 namespace tavik {
@@ -105,7 +106,10 @@ void EmbeddedTranscriber::decodeAll(DecodingSession& session, std::stop_token st
 }
 
 std::unique_ptr<Transcriber> openEmbeddedTranscriber(Vocabulary vocabulary) {
-    return std::make_unique<EmbeddedTranscriber>(installedModels(vocabulary));
+    auto embedded = std::make_unique<EmbeddedTranscriber>(installedModels(vocabulary));
+    if (vocabulary == Vocabulary::wakePhrase)
+        return std::make_unique<AnyPaceTranscriber>(std::move(embedded), wakeWords());
+    return embedded;
 }
 
 } // namespace tavik

@@ -67,6 +67,11 @@ SpeechModels forWakePhrase() {
 
 } // namespace
 
+const std::set<std::string>& wakeWords() {
+    static const std::set<std::string> spellings = {"vessa", "vessas", "vesa", "wessa"};
+    return spellings;
+}
+
 SpeechModels installedModels(Vocabulary vocabulary) {
     return vocabulary == Vocabulary::commands ? forCommands() : forWakePhrase();
 }

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <set>
 #include <span>
 #include <stdexcept>
 #include <stop_token>
@@ -46,6 +47,9 @@ public:
 // What the text is going to be: a spoken command, or the few words around the wake phrase, of which
 // the last 2.5 s are heard.
 enum class Vocabulary { commands, wakePhrase };
+
+// The wake word and its usual mis-transcriptions, as a text spells them.
+const std::set<std::string>& wakeWords();
 
 // The embedded recogniser (US English). Loads its models, which takes up to a second or two. Throws
 // TranscriberError when they are missing or broken.

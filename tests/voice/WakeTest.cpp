@@ -1,5 +1,4 @@
 #include "platform/defaults/UserDefaults.h"
-#include "platform/recognition/Transcriber.h"
 #include "tests/voice/VoiceWorld.h"
 #include "tools/stand-ins/services/TemporaryFolder.h"
 #include "voice/SampleRing.h"
@@ -7,7 +6,6 @@
 #include "voice/WakeDetector.h"
 #include "voice/WakeVerification.h"
 
-#include <array>
 #include <cmath>
 #include <numeric>
 
@@ -96,61 +94,6 @@ TEST(Wake, VerificationWantsTheWordAmongFew) {
     for (const char* rejected :
          {"", "hey there", "so I was telling vessa about the thing", "vanessa"})
         EXPECT_FALSE(confirmsWakePhrase(rejected)) << rejected;
-}
-
-// Understands one text after the other, and notes how long it heard for each.
-class ScriptedTranscriber : public Transcriber {
-public:
-    explicit ScriptedTranscriber(std::vector<std::string> script)
-        : texts(std::move(script)) {}
-
-    std::uint32_t sampleRate() const override { return tuning::SAMPLE_RATE; }
-    std::unique_ptr<Utterance> begin() override { return std::make_unique<Scripted>(*this); }
-
-    std::vector<double> seconds;
-
-private:
-    struct Scripted : Utterance {
-        explicit Scripted(ScriptedTranscriber& owner)
-            : transcriber(owner) {}
-        void feed(std::span<const float> samples) override {
-            transcriber.seconds.push_back(static_cast<double>(samples.size()) /
-                                          tuning::SAMPLE_RATE);
-        }
-        std::string finish(std::stop_token) override {
-            const std::string text = transcriber.texts.at(transcriber.seconds.size() - 1);
-            return text == "broken" ? throw TranscriberError(text) : text;
-        }
-        ScriptedTranscriber& transcriber;
-    };
-
-    std::vector<std::string> texts;
-};
-
-TEST(Wake, VerificationHearsFewOtherWordsAgainAtOtherPaces) {
-    const struct {
-        std::vector<std::string> texts;
-        bool isConfirmed;
-        std::size_t looks;
-    } cases[] = {
-        {{"hey vessa"}, true, 1},
-        {{"the main for", "hey vessa"}, true, 2},
-        {{"the mesa", "broken", "hey vessa"}, true, 3},
-        {{"the main for", "the mesa", "hey there"}, false, 3},
-        {{"what a message", "what a vessa", "what a vessa"}, false, 3},
-        {{"we went there with vessa"}, false, 1},
-        {{""}, false, 1},
-        {{"broken"}, false, 1},
-    };
-    const std::vector<float> window(tuning::STT_VERIFY_WINDOW, 0.1F);
-    constexpr std::array seconds = {2.5, 2.75, 2.35};
-    for (const auto& [texts, isConfirmed, looks] : cases) {
-        ScriptedTranscriber transcriber(texts);
-        EXPECT_EQ(verifyWakePhrase(transcriber, window, {}), isConfirmed) << texts.back();
-        ASSERT_EQ(transcriber.seconds.size(), looks) << texts.back();
-        for (std::size_t look = 0; look < looks; ++look)
-            EXPECT_NEAR(transcriber.seconds[look], seconds[look], 0.02);
-    }
 }
 
 // Counts how often it is asked.

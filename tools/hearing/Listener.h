@@ -18,7 +18,7 @@ struct Candidate {
     std::size_t heard; // samples until then
     double probability;
     bool confirmed;         // by the verification
-    std::string transcript; // that the verification judged last
+    std::string transcript; // that the verification judged
 };
 
 // Listens to recordings as the voice loop does: a look each 0.2 s at the last 1.5 s, verification

@@ -145,7 +145,7 @@ TEST_F(TranscriberTest, ASecondUtteranceWaitsForTheFirstToGo) {
 }
 
 TEST(Transcriber, AnUtteranceMayOutliveIt) {
-    auto transcriber = openEmbeddedTranscriber(Vocabulary::wakePhrase);
+    auto transcriber = openEmbeddedTranscriber(Vocabulary::commands);
     const auto decoding = transcriber->begin();
     decoding->feed(noise(16000, 0.1F));
     transcriber.reset();
