@@ -49,7 +49,7 @@ std::vector<float> spoken(const FreshHome& home, const std::string& text) {
 
 // Milliseconds from the last piece to the text.
 double transcribe(Transcriber& transcriber, const std::vector<float>& samples, bool asSpoken) {
-    const auto utterance = transcriber.begin();
+    const auto utterance = transcriber.begin({});
     auto due = steady_clock::now();
     for (std::size_t begin = 0; begin < samples.size(); begin += piece) {
         utterance->feed(std::span(samples).subspan(begin, std::min(piece, samples.size() - begin)));

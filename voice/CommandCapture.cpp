@@ -49,7 +49,7 @@ std::string CommandCapture::transcribeCommand(Clock::Duration onsetTimeout,
                                               const std::function<bool()>& isAbandoned,
                                               std::stop_token stop) {
     try {
-        const auto utterance = transcriber.begin();
+        const auto utterance = transcriber.begin(stop);
         End end = End::notYet;
         {
             const CaptureStream stream(state, *utterance, clock.now(), onsetTimeout);

@@ -14,7 +14,7 @@ namespace {
 std::string transcribe(Transcriber& transcriber, std::span<const float> window,
                        std::stop_token stop) {
     try {
-        const auto utterance = transcriber.begin();
+        const auto utterance = transcriber.begin(stop);
         utterance->feed(window);
         return utterance->finish(std::move(stop));
     } catch (const TranscriberError& error) {

@@ -36,10 +36,11 @@ std::vector<float> played(std::vector<float> samples, std::uint32_t rate, std::u
 // Keeps what it hears, for the other paces.
 class AnyPaceTranscriber::KeptUtterance : public Utterance {
 public:
-    KeptUtterance(std::shared_ptr<Transcriber> transcriber, std::set<std::string> awaitedWords)
+    KeptUtterance(std::shared_ptr<Transcriber> transcriber, std::set<std::string> awaitedWords,
+                  std::stop_token stop)
         : recogniser(std::move(transcriber))
         , awaited(std::move(awaitedWords))
-        , atOwnPace(recogniser->begin()) {
+        , atOwnPace(recogniser->begin(std::move(stop))) {
         samples.reserve(usualSeconds * recogniser->sampleRate()); // not on the audio thread
     }
 
@@ -72,7 +73,7 @@ private:
     }
 
     std::optional<std::string> understoodAt(std::uint32_t pace, const std::stop_token& stop) {
-        const auto utterance = recogniser->begin();
+        const auto utterance = recogniser->begin(stop);
         utterance->feed(played(recording(), recogniser->sampleRate(), pace));
         std::string text = utterance->finish(stop);
         const bool isAlone = words(text).size() <= mostWordsAtOtherPace;
@@ -96,8 +97,8 @@ AnyPaceTranscriber::AnyPaceTranscriber(std::unique_ptr<Transcriber> other,
     : recogniser(std::move(other))
     , awaited(std::move(awaitedWords)) {}
 
-std::unique_ptr<Utterance> AnyPaceTranscriber::begin() {
-    return std::make_unique<KeptUtterance>(recogniser, awaited);
+std::unique_ptr<Utterance> AnyPaceTranscriber::begin(std::stop_token stop) {
+    return std::make_unique<KeptUtterance>(recogniser, awaited, std::move(stop));
 }
 
 } // namespace tavik

@@ -18,7 +18,7 @@ public:
     AnyPaceTranscriber(std::unique_ptr<Transcriber> recogniser, std::set<std::string> awaited);
 
     std::uint32_t sampleRate() const override { return recogniser->sampleRate(); }
-    std::unique_ptr<Utterance> begin() override;
+    std::unique_ptr<Utterance> begin(std::stop_token stop) override;
 
 private:
     class KeptUtterance;

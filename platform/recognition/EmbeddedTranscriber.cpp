@@ -55,10 +55,11 @@ std::uint32_t EmbeddedTranscriber::sampleRate() const {
     return decoderRate;
 }
 
-std::unique_ptr<Utterance> EmbeddedTranscriber::begin() {
+std::unique_ptr<Utterance> EmbeddedTranscriber::begin(std::stop_token stop) {
     {
         std::unique_lock lock(place->mutex);
-        place->freed.wait(lock, [this] { return !place->taken; });
+        if (!place->freed.wait(lock, stop, [this] { return !place->taken; }))
+            throw Cancelled();
         place->taken = true;
     }
     auto session = std::make_shared<DecodingSession>(decoderRate);

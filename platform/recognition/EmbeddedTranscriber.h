@@ -23,14 +23,14 @@ public:
     ~EmbeddedTranscriber() override;
 
     std::uint32_t sampleRate() const override;
-    std::unique_ptr<Utterance> begin() override;
+    std::unique_ptr<Utterance> begin(std::stop_token stop) override;
 
 private:
     class SpokenUtterance;
     // Held by the one utterance that there may be at a time.
     struct Place {
         std::mutex mutex;
-        std::condition_variable freed;
+        std::condition_variable_any freed;
         bool taken = false; // guarded by mutex
     };
 

@@ -115,8 +115,8 @@ ServerTranscriber::ServerTranscriber(std::unique_ptr<Transcriber> other, Setting
     , session(httpSession)
     , clock(serverClock) {}
 
-std::unique_ptr<Utterance> ServerTranscriber::begin() {
-    auto meanwhile = fallback->begin();
+std::unique_ptr<Utterance> ServerTranscriber::begin(std::stop_token stop) {
+    auto meanwhile = fallback->begin(std::move(stop));
     auto server = currentServer();
     if (!server)
         return meanwhile;

@@ -32,7 +32,7 @@ public:
                       HttpSession& session, Clock& clock);
 
     std::uint32_t sampleRate() const override { return fallback->sampleRate(); }
-    std::unique_ptr<Utterance> begin() override;
+    std::unique_ptr<Utterance> begin(std::stop_token stop) override;
 
 private:
     class RecordedUtterance;

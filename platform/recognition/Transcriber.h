@@ -40,8 +40,9 @@ public:
 
     virtual std::uint32_t sampleRate() const = 0;
 
-    // Begins an utterance; one at a time: a second one waits for the first to be gone.
-    virtual std::unique_ptr<Utterance> begin() = 0;
+    // Begins an utterance; one at a time: a second one waits for the first to be gone. Throws
+    // Cancelled within 50 ms of a stop request.
+    virtual std::unique_ptr<Utterance> begin(std::stop_token stop) = 0;
 };
 
 // What the text is going to be: a spoken command, or the few words around the wake phrase, of which

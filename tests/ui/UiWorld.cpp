@@ -27,7 +27,9 @@ public:
 class CommandTranscriber : public Transcriber {
 public:
     std::uint32_t sampleRate() const override { return tuning::SAMPLE_RATE; }
-    std::unique_ptr<Utterance> begin() override { return std::make_unique<SpokenCommand>(); }
+    std::unique_ptr<Utterance> begin(std::stop_token) override {
+        return std::make_unique<SpokenCommand>();
+    }
 };
 
 class PatientBrain : public Brain {

@@ -53,7 +53,7 @@ public:
         , vocabulary(kind) {}
 
     std::uint32_t sampleRate() const override { return tuning::SAMPLE_RATE; }
-    std::unique_ptr<Utterance> begin() override {
+    std::unique_ptr<Utterance> begin(std::stop_token) override {
         return std::make_unique<FakeUtterance>(listeners, vocabulary);
     }
 

@@ -34,7 +34,9 @@ public:
         : seconds(secondsHeard) {}
 
     std::uint32_t sampleRate() const override { return tuning::SAMPLE_RATE; }
-    std::unique_ptr<Utterance> begin() override { return std::make_unique<Listening>(seconds); }
+    std::unique_ptr<Utterance> begin(std::stop_token) override {
+        return std::make_unique<Listening>(seconds);
+    }
 
 private:
     struct Listening : Utterance {

@@ -149,7 +149,7 @@ TEST_F(WakePhraseTest, IsNotHeardInOtherSpeech) {
 
 TEST_F(WakePhraseTest, IsNotHeardInSilenceOrNoise) {
     for (const std::size_t samples : {std::size_t{0}, windowSamples}) {
-        const auto utterance = transcriber->begin();
+        const auto utterance = transcriber->begin({});
         utterance->feed(std::vector<float>(samples));
         EXPECT_EQ(utterance->finish({}), "");
     }

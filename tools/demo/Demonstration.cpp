@@ -157,7 +157,7 @@ std::string Demonstration::heardAloud(const Part& part) const {
         all.rate,
         {first + static_cast<std::ptrdiff_t>(begin), first + static_cast<std::ptrdiff_t>(end)}};
     const auto transcriber = openEmbeddedTranscriber(Vocabulary::commands);
-    const auto utterance = transcriber->begin();
+    const auto utterance = transcriber->begin({});
     utterance->feed(resampled(said, transcriber->sampleRate()).samples);
     return utterance->finish(stop);
 }

@@ -135,7 +135,7 @@ Sound LiveVoice::saidAloud(WallTime begin, WallTime end) const {
 
 std::string LiveVoice::heardAloud(WallTime begin, WallTime end) const {
     const auto transcriber = openEmbeddedTranscriber(Vocabulary::commands);
-    const auto utterance = transcriber->begin();
+    const auto utterance = transcriber->begin({});
     utterance->feed(resampled(saidAloud(begin, end), transcriber->sampleRate()).samples);
     return utterance->finish({});
 }

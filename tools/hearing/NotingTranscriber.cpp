@@ -25,8 +25,8 @@ private:
 NotingTranscriber::NotingTranscriber(std::unique_ptr<Transcriber> noted)
     : actual(std::move(noted)) {}
 
-std::unique_ptr<Utterance> NotingTranscriber::begin() {
-    return std::make_unique<NotedUtterance>(actual->begin(), text);
+std::unique_ptr<Utterance> NotingTranscriber::begin(std::stop_token stop) {
+    return std::make_unique<NotedUtterance>(actual->begin(std::move(stop)), text);
 }
 
 } // namespace tavik

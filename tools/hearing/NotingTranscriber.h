@@ -10,7 +10,7 @@ public:
     explicit NotingTranscriber(std::unique_ptr<Transcriber> actual);
 
     std::uint32_t sampleRate() const override { return actual->sampleRate(); }
-    std::unique_ptr<Utterance> begin() override;
+    std::unique_ptr<Utterance> begin(std::stop_token stop) override;
     const std::string& lastText() const { return text; }
 
 private:

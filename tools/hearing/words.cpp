@@ -29,7 +29,7 @@ SpeechModels untuned() {
 void understand(const SpeechModels& models) {
     EmbeddedTranscriber transcriber(models);
     for (std::string path; std::getline(std::cin, path);) {
-        const auto utterance = transcriber.begin();
+        const auto utterance = transcriber.begin({});
         utterance->feed(recordingAt(path));
         fmt::print("{}\t{}\n", path, utterance->finish({}));
         std::fflush(stdout);

@@ -17,12 +17,12 @@ constexpr std::uint32_t rate = 16000;
 // Understands one text after the other, and notes how many seconds it heard for each.
 class ScriptedTranscriber : public Transcriber {
 public:
-    explicit ScriptedTranscriber(std::vector<std::string> script, std::vector<double>& noted)
+    ScriptedTranscriber(std::vector<std::string> script, std::vector<double>& noted)
         : texts(std::move(script))
         , seconds(noted) {}
 
     std::uint32_t sampleRate() const override { return rate; }
-    std::unique_ptr<Utterance> begin() override {
+    std::unique_ptr<Utterance> begin(std::stop_token) override {
         EXPECT_FALSE(isTaken) << "one at a time";
         return std::make_unique<Scripted>(*this);
     }
@@ -52,12 +52,12 @@ private:
     bool isTaken = false;
 };
 
-// What it makes of two and a half seconds that come in pieces.
+// What it makes of two and a half seconds that come in pieces. The utterance outlives it.
 std::string hear(const std::vector<std::string>& texts, std::vector<double>& seconds,
                  std::stop_token stop = {}) {
-    AnyPaceTranscriber transcriber(std::make_unique<ScriptedTranscriber>(texts, seconds),
-                                   {"tea", "tee"});
-    const auto utterance = transcriber.begin();
+    const auto utterance =
+        AnyPaceTranscriber(std::make_unique<ScriptedTranscriber>(texts, seconds), {"tea", "tee"})
+            .begin({});
     for (int piece = 0; piece < 5; ++piece)
         utterance->feed(std::vector<float>(rate / 2, 0.1F));
     return utterance->finish(std::move(stop));

@@ -19,7 +19,7 @@ constexpr const char* embeddedText = "by the embedded recogniser";
 class FixedTranscriber : public Transcriber {
 public:
     std::uint32_t sampleRate() const override { return 16'000; }
-    std::unique_ptr<Utterance> begin() override { return std::make_unique<Fixed>(); }
+    std::unique_ptr<Utterance> begin(std::stop_token) override { return std::make_unique<Fixed>(); }
 
 private:
     class Fixed : public Utterance {
@@ -36,7 +36,7 @@ std::string withStatus(const std::string& status, const std::string& body) {
 class ServerTranscriberTest : public testing::Test {
 protected:
     std::string transcribe(std::stop_token stop = {}) {
-        const auto utterance = transcriber.begin();
+        const auto utterance = transcriber.begin({});
         const std::vector<float> samples(16'000, 0.5F);
         for (int piece = 0; piece < 3; ++piece)
             utterance->feed(samples);

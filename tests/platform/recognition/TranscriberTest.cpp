@@ -3,6 +3,7 @@
 #include "app/Paths.h"
 #include "platform/concurrency/Cancelled.h"
 #include "tests/platform/recognition/SpokenSamples.h"
+#include "tests/support/StopTiming.h"
 #include "tools/stand-ins/services/TemporaryFolder.h"
 
 #include <chrono>
@@ -30,7 +31,7 @@ protected:
     static void TearDownTestSuite() { delete transcriber; }
 
     static std::string transcript(const std::vector<float>& samples) {
-        const auto utterance = transcriber->begin();
+        const auto utterance = transcriber->begin({});
         utterance->feed(samples);
         return utterance->finish({});
     }
@@ -88,7 +89,7 @@ TEST_F(TranscriberTest, TextDoesNotDependOnThePieces) {
     const auto samples = spoken("summarize the latest email from daniel please", "flite:slt");
     const std::string whole = transcript(samples);
     EXPECT_FALSE(whole.empty());
-    const auto utterance = transcriber->begin();
+    const auto utterance = transcriber->begin({});
     std::size_t size = 1;
     for (std::size_t at = 0; at < samples.size(); size = size * 7 % 3001) {
         const std::size_t count = std::min(size, samples.size() - at);
@@ -119,7 +120,7 @@ TEST_F(TranscriberTest, StopEndsFinishAndLeavesItUsable) {
         samples.insert(samples.end(), more.begin(), more.end());
     }
     for (const auto delay : {0ms, 300ms, 900ms}) {
-        const auto utterance = transcriber->begin();
+        const auto utterance = transcriber->begin({});
         utterance->feed(samples);
         std::stop_source stop;
         std::chrono::steady_clock::time_point asked;
@@ -136,9 +137,10 @@ TEST_F(TranscriberTest, StopEndsFinishAndLeavesItUsable) {
 }
 
 TEST_F(TranscriberTest, ASecondUtteranceWaitsForTheFirstToGo) {
-    auto first = transcriber->begin();
-    auto second = std::async(std::launch::async, [] { return transcriber->begin(); });
+    auto first = transcriber->begin({});
+    auto second = std::async(std::launch::async, [] { return transcriber->begin({}); });
     EXPECT_EQ(second.wait_for(100ms), std::future_status::timeout);
+    EXPECT_LT(timeToCancel([](std::stop_token stop) { transcriber->begin(stop); }), 50ms);
     first.reset();
     ASSERT_EQ(second.wait_for(5s), std::future_status::ready);
     EXPECT_EQ(second.get()->finish({}), "");
@@ -146,7 +148,7 @@ TEST_F(TranscriberTest, ASecondUtteranceWaitsForTheFirstToGo) {
 
 TEST(Transcriber, AnUtteranceMayOutliveIt) {
     auto transcriber = openEmbeddedTranscriber(Vocabulary::commands);
-    const auto decoding = transcriber->begin();
+    const auto decoding = transcriber->begin({});
     decoding->feed(noise(16000, 0.1F));
     transcriber.reset();
     decoding->feed(noise(16000, 0.1F));
@@ -156,7 +158,7 @@ TEST(Transcriber, AnUtteranceMayOutliveIt) {
 TEST(Transcriber, TwoListenAtOnce) {
     const auto hear = [](const char* voice, const char* sentence) {
         const auto transcriber = openEmbeddedTranscriber(Vocabulary::commands);
-        const auto utterance = transcriber->begin();
+        const auto utterance = transcriber->begin({});
         utterance->feed(spoken(sentence, voice));
         return utterance->finish({});
     };
