@@ -12,7 +12,7 @@ import augment
 import conditions
 import model as m
 from examples import Eye
-from train import POLL, all_states_of, each_part, log_odds, logit, say, seen, windows_of
+from train import POLL, each_part, log_odds, logit, say, seen, states_of, windows_of
 
 SEED = 21
 NAMES = list(conditions.CONDITIONS)
@@ -99,6 +99,12 @@ def calibrate(work, slope, offset):
     torch.save(heads, f"{work}/heads.pt")
 
 
+def all_log_odds(net, spectra):
+    """Of each window; the states of all of them at once would take 2 GB."""
+    parts = np.array_split(spectra, 100)
+    return np.concatenate(each_part(lambda k: log_odds(net, states_of(net, parts[k])), len(parts)))
+
+
 def report(work, p, v):
     family = np.load(f"{work}/dev_phrase.npz")["family"]
     for c, name in enumerate(NAMES):
@@ -119,7 +125,7 @@ def main():
     work = sys.argv[1]
     torch.set_num_threads(1)
     v, net = views(work), m.load(work)
-    given = log_odds(net, all_states_of(net, v["spectra"]))
+    given = all_log_odds(net, v["spectra"])
     slope, offset = calibration(given, v)
     print(f"  log odds: {slope:.3f} of what the heads gave, {offset:+.3f}")
     calibrate(work, slope, offset)
