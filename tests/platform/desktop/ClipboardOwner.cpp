@@ -1,45 +1,32 @@
 #include "tests/platform/desktop/ClipboardOwner.h"
 
 #include <algorithm>
-#include <memory>
 #include <poll.h>
 #include <vector>
 
 namespace tavik {
 
-namespace {
-
-struct Free {
-    void operator()(void* reply) const { std::free(reply); }
-};
-
-template<typename Reply>
-using Owned = std::unique_ptr<Reply, Free>;
-
-} // namespace
-
 ClipboardOwner::ClipboardOwner(Manner behaviour)
     : manner(std::move(behaviour))
-    , display(xcb_connect(nullptr, nullptr))
+    , connection(XConnection::open())
+    , display(connection->get())
     , window(xcb_generate_id(display)) {
-    const auto root = xcb_setup_roots_iterator(xcb_get_setup(display)).data->root;
-    xcb_create_window(display, XCB_COPY_FROM_PARENT, window, root, 0, 0, 1, 1, 0,
+    xcb_create_window(display, XCB_COPY_FROM_PARENT, window, connection->root(), 0, 0, 1, 1, 0,
                       XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, 0, nullptr);
-    xcb_set_selection_owner(display, window, atom("CLIPBOARD"), XCB_CURRENT_TIME);
-    atom("INCR"); // a round trip: now the server knows
+    xcb_set_selection_owner(display, window, connection->atom("CLIPBOARD"), XCB_CURRENT_TIME);
+    connection->atom("INCR"); // a round trip: now the server knows
     server = std::jthread([this](std::stop_token stop) { serve(std::move(stop)); });
 }
 
 ClipboardOwner::~ClipboardOwner() {
     server.request_stop();
     server.join();
-    xcb_disconnect(display);
 }
 
 void ClipboardOwner::serve(std::stop_token stop) {
     pollfd events{xcb_get_file_descriptor(display), POLLIN, 0};
     while (!stop.stop_requested()) {
-        while (const Owned<xcb_generic_event_t> event{xcb_poll_for_event(display)}) {
+        while (const XReply<xcb_generic_event_t> event{xcb_poll_for_event(display)}) {
             const auto& change = reinterpret_cast<const xcb_property_notify_event_t&>(*event);
             if (event->response_type == XCB_SELECTION_REQUEST && !manner.isSilent)
                 answer(reinterpret_cast<const xcb_selection_request_event_t&>(*event));
@@ -62,7 +49,7 @@ void ClipboardOwner::answer(const xcb_selection_request_event_t& request) {
     if (nameOf(request.target) == "TARGETS") {
         std::vector<xcb_atom_t> targets;
         for (const auto& [name, text] : manner.forms)
-            targets.push_back(atom(name));
+            targets.push_back(connection->atom(name));
         notice.property = request.property;
         xcb_change_property(display, XCB_PROP_MODE_REPLACE, request.requestor, request.property,
                             XCB_ATOM_ATOM, 32, static_cast<std::uint32_t>(targets.size()),
@@ -75,7 +62,7 @@ void ClipboardOwner::answer(const xcb_selection_request_event_t& request) {
         content = form->second;
         const std::uint32_t wanted = XCB_EVENT_MASK_PROPERTY_CHANGE;
         xcb_change_window_attributes(display, request.requestor, XCB_CW_EVENT_MASK, &wanted);
-        put(atom("INCR"), "");
+        put(connection->atom("INCR"), "");
     }
     xcb_send_event(display, 0, request.requestor, 0, reinterpret_cast<const char*>(&notice));
     xcb_flush(display);
@@ -94,15 +81,8 @@ void ClipboardOwner::put(xcb_atom_t type, std::string_view bytes) {
                         static_cast<std::uint32_t>(bytes.size()), bytes.data());
 }
 
-xcb_atom_t ClipboardOwner::atom(const std::string& name) {
-    const Owned<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(
-        display, xcb_intern_atom(display, 0, static_cast<std::uint16_t>(name.size()), name.c_str()),
-        nullptr));
-    return reply->atom;
-}
-
 std::string ClipboardOwner::nameOf(xcb_atom_t atom) {
-    const Owned<xcb_get_atom_name_reply_t> reply(
+    const XReply<xcb_get_atom_name_reply_t> reply(
         xcb_get_atom_name_reply(display, xcb_get_atom_name(display, atom), nullptr));
     return {xcb_get_atom_name_name(reply.get()), reply->name_len};
 }

@@ -1,9 +1,11 @@
 #pragma once
 
+#include "platform/desktop/XConnection.h"
+
 #include <map>
+#include <memory>
 #include <string>
 #include <thread>
-#include <xcb/xcb.h>
 
 namespace tavik {
 
@@ -26,10 +28,10 @@ private:
     void answer(const xcb_selection_request_event_t& request);
     void givePiece();
     void put(xcb_atom_t type, std::string_view bytes);
-    xcb_atom_t atom(const std::string& name);
     std::string nameOf(xcb_atom_t atom);
 
     const Manner manner;
+    const std::unique_ptr<XConnection> connection;
     xcb_connection_t* const display;
     xcb_window_t window = 0;
     xcb_selection_request_event_t asked{}; // by whoever gets the pieces
