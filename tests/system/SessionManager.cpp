@@ -2,6 +2,7 @@
 
 #include <X11/ICE/ICElib.h>
 #include <X11/SM/SMlib.h>
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdlib>
@@ -25,6 +26,7 @@ struct SessionManager::State {
     std::optional<int> restartStyle;
 
     void accept(IceListenObj listener);
+    void forgetClient();
     void process();
     void step();
 };
@@ -43,7 +45,9 @@ State stateOf(Data data) {
 }
 
 Status registerClient(SmsConn client, SmPointer, char* previousID) {
-    SmsRegisterClientReply(client, previousID ? previousID : strdup("client-of-the-test"));
+    std::string id = previousID ? previousID : "client-of-the-test";
+    free(previousID);
+    SmsRegisterClientReply(client, id.data());
     SmsSaveYourself(client, SmSaveLocal, False, SmInteractStyleNone, False);
     return 1;
 }
@@ -66,13 +70,14 @@ void clientSaved(SmsConn client, SmPointer data, Bool) {
     SmsDie(client);
 }
 
-void clientLeaves(SmsConn client, SmPointer data, int count, char** reasons) {
+void clientLeaves(SmsConn, SmPointer data, int count, char** reasons) {
     SmFreeReasons(count, reasons);
-    SmsCleanUp(client);
-    IceSetShutdownNegotiation(stateOf(data)->connection, False);
-    IceCloseConnection(stateOf(data)->connection);
-    stateOf(data)->client = nullptr;
-    stateOf(data)->connection = nullptr;
+    stateOf(data)->forgetClient();
+}
+
+void ignoreDeletion(SmsConn, SmPointer, int count, char** names) {
+    std::for_each_n(names, count, free);
+    free(names);
 }
 
 template<typename Callback, typename Function>
@@ -102,8 +107,7 @@ Status clientComes(SmsConn client, SmPointer data, unsigned long* mask, SmsCallb
         data);
     answerBy(
         callbacks->save_yourself_phase2_request, +[](SmsConn, SmPointer) {}, data);
-    answerBy(
-        callbacks->delete_properties, +[](SmsConn, SmPointer, int, char**) {}, data);
+    answerBy(callbacks->delete_properties, ignoreDeletion, data);
     answerBy(
         callbacks->get_properties, +[](SmsConn, SmPointer) {}, data);
     return 1;
@@ -119,11 +123,17 @@ void SessionManager::State::accept(IceListenObj listener) {
 }
 
 void SessionManager::State::process() {
-    if (IceProcessMessages(connection, nullptr, nullptr) != IceProcessMessagesIOError)
-        return;
+    if (IceProcessMessages(connection, nullptr, nullptr) == IceProcessMessagesIOError)
+        forgetClient();
+}
+
+void SessionManager::State::forgetClient() {
+    if (client)
+        SmsCleanUp(client);
+    IceSetShutdownNegotiation(connection, False);
     IceCloseConnection(connection);
-    connection = nullptr;
     client = nullptr;
+    connection = nullptr;
 }
 
 void SessionManager::State::step() {
