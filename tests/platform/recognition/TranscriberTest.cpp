@@ -140,7 +140,8 @@ TEST_F(TranscriberTest, ASecondUtteranceWaitsForTheFirstToGo) {
     auto first = transcriber->begin({});
     auto second = std::async(std::launch::async, [] { return transcriber->begin({}); });
     EXPECT_EQ(second.wait_for(100ms), std::future_status::timeout);
-    EXPECT_LT(timeToCancel([](std::stop_token stop) { transcriber->begin(stop); }), 50ms);
+    EXPECT_LT(timeToCancel([](std::stop_token stop) { transcriber->begin(stop); }), 200ms)
+        << "though the first one goes on";
     first.reset();
     ASSERT_EQ(second.wait_for(5s), std::future_status::ready);
     EXPECT_EQ(second.get()->finish({}), "");
