@@ -1,10 +1,13 @@
 """How the recordings of the measurements are disturbed, the same for decisions (dev) and for the last table (test)."""
+import itertools
+
 import numpy as np
 
 import augment
 import phones
 
 RATE = phones.RATE
+TOGETHER = 12           # clips in one recording
 NOISES = ["white", "pink", "brown", "babble", "babble", "music", "beat", "bursts", "hum"]
 # name: (signal to noise in dB or None, reverberant)
 CONDITIONS = {"clean": (None, False), "20 dB": (20, False), "10 dB": (10, False), "5 dB": (5, False),
@@ -33,14 +36,15 @@ def phrase_recording(mixer, i, condition):
     return x, s, e
 
 
-def speech_recordings(mixer, tag, together=12):
-    """All clips of the tag in random order, a dozen with short pauses in each recording: (sound, [(begin, end, clip)])."""
+def in_recordings(rng, clips):
+    """The clips in their order, a dozen with short pauses in each recording."""
+    clips = iter(clips)
+    while together := list(itertools.islice(clips, TOGETHER)):
+        pauses = (np.zeros(int(rng.uniform(0.15, 1.5) * RATE), np.float32) for _ in together)
+        yield np.concatenate([x for pair in zip(together, pauses) for x in pair])
+
+
+def speech_recordings(mixer, tag):
+    """All clips of the tag in random order."""
     order = mixer.rng.permutation(mixer.tags[tag])
-    for begin in range(0, len(order), together):
-        pieces, spans, at = [], [], 0
-        for i in order[begin:begin + together]:
-            pause = np.zeros(int(mixer.rng.uniform(0.15, 1.5) * RATE), np.float32)
-            pieces += [mixer.clip("speech", i), pause]
-            spans.append((at, at + len(pieces[-2]), int(i)))
-            at += len(pieces[-2]) + len(pause)
-        yield np.concatenate(pieces), spans
+    yield from in_recordings(mixer.rng, (mixer.clip("speech", i) for i in order))

@@ -55,7 +55,7 @@ def phrase_views(mixer, eye, c):
 
 def speech_views(mixer, eye, k):
     tag = SPEECH[k]
-    for n, (x, _) in enumerate(conditions.speech_recordings(mixer, tag)):
+    for n, x in enumerate(conditions.speech_recordings(mixer, tag)):
         c = (n + k) % len(NAMES)
         x = conditions.disturbed(mixer, augment.stretched(x, augment.speed(mixer.rng, 0.06)), NAMES[c])
         yield seen(eye, windows_of(x)), KINDS[tag][c], 1000 * k + n

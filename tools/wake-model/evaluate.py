@@ -95,8 +95,8 @@ def speech_again_and_again(mixer):
     turn = 0
     while True:
         sources = {tag: conditions.speech_recordings(mixer, tag) for tag in ("generic", "near")}
-        while found := next(sources[tag := "near" if mixer.rng.random() < NEAR else "generic"], None):
-            yield tag, augment.stretched(found[0], augment.speed(mixer.rng, 0.06)) if turn else found[0]
+        while (x := next(sources[tag := "near" if mixer.rng.random() < NEAR else "generic"], None)) is not None:
+            yield tag, augment.stretched(x, augment.speed(mixer.rng, 0.06)) if turn else x
         turn += 1
 
 
@@ -141,11 +141,9 @@ def rate(lines_of, seconds, t, confirmed):
     return n, n * 3600 / seconds
 
 
-def print_false(out, rows):
+def print_false(out, rows, kinds):
+    """A line for each of kinds, {label: which rows}."""
     out("\nFalse wakes an hour, first stage alone / confirmed (number):\n\n| | hours | " + " | ".join(map(str, SHOWN)) + " |\n| --- | --- | " + "--- | " * len(SHOWN))
-    kinds = {"ordinary speech": lambda r: r[0] == "generic", "nearly the phrase": lambda r: r[0] == "near",
-             "noises alone": lambda r: r[0] == "noise", "**all**": lambda r: True}
-    kinds.update({f"speech, {c}": (lambda r, c=c: r[0] != "noise" and r[1] == c) for c in conditions.CONDITIONS})
     for label, which in kinds.items():
         part = [r for r in rows if which(r)]
         seconds = sum(r[2] for r in part)
@@ -225,7 +223,10 @@ def main():
         said = [(k, n) for (c, k), n in misheard.most_common() if c == name][:12]
         out(f"\nUnderstood instead, candidates at {USUAL}, {name}: " + ", ".join(f"\"{k}\" {n}" for k, n in said))
     rows = false_wakes(program, model, mixer, hours)
-    print_false(out, rows)
+    kinds = {"ordinary speech": lambda r: r[0] == "generic", "nearly the phrase": lambda r: r[0] == "near",
+             "noises alone": lambda r: r[0] == "noise", "**all**": lambda r: True}
+    kinds.update({f"speech, {c}": (lambda r, c=c: r[0] != "noise" and r[1] == c) for c in table})
+    print_false(out, rows, kinds)
     draw(f"{work}/curve.png", table, rows)
     open(f"{work}/figures.md", "w").write("\n".join(lines) + "\n")
 
