@@ -116,7 +116,7 @@ TEST_F(DesktopApplicationsTest, WhatItStartsStandsOnItsOwn) {
     const int inheritable = eventfd(0, 0);
     EXPECT_EQ(open("Curious"), "opened");
     close(inheritable);
-    ASSERT_EQ(lines("curious").size(), 1u);
+    ASSERT_TRUE(eventually([] { return lines("curious").size() == 1u; }));
     const std::string process = lines("curious").front();
 
     const std::string descriptors = readFile(home("descriptors"));
