@@ -30,7 +30,11 @@ TEST_F(DesktopContextTest, NamesTheFrontmostAndTheOpenApplications) {
     EXPECT_TRUE(eventually([] { return context() == "Second | Second"; })) << context();
 }
 
+// On a display of its own: on a busy machine they can leave the window manager confused for good.
 TEST_F(DesktopContextTest, SurvivesWindowsThatVanishMeanwhile) {
+    PrivateDisplay other;
+    other.startWindowManager();
+    setenv("DISPLAY", other.name().c_str(), 1);
     const std::jthread reader([](std::stop_token stop) {
         while (!stop.stop_requested())
             readDesktopContext();
@@ -133,7 +137,10 @@ TEST_F(DesktopContextTest, IsToldByTheAccessibilityBusUnderWayland) {
     user.callForText(
         "org.a11y.Bus", "/org/a11y/bus", "org.freedesktop.DBus.Properties", "Set",
         g_variant_new("(ssv)", "org.a11y.Status", "IsEnabled", g_variant_new_boolean(TRUE)));
-    EXPECT_LT(timeOf([] { EXPECT_EQ(context(), "Terminal | Editor, Terminal, Old"); }), limit);
+    // One application never answers, so that every look takes all its time.
+    EXPECT_TRUE(eventually([] { return context() == "Terminal | Editor, Terminal, Old"; }))
+        << context();
+    EXPECT_LT(timeOf([] { context(); }), limit);
 }
 
 } // namespace
