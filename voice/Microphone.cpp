@@ -110,11 +110,15 @@ std::optional<AudioDevice> Microphone::connectedInput(const std::string& name,
     return found == inputs.end() ? std::nullopt : std::optional(*found);
 }
 
-AudioDevice Microphone::defaultInput(std::stop_token stop) {
-    auto input = services.audio.defaultInput(std::move(stop));
-    if (!input)
-        throw AudioError("no microphone is connected");
-    return *input;
+// After the desktop has started, or a device has gone, a server takes a moment to choose another.
+AudioDevice Microphone::defaultInput(const std::stop_token& stop) {
+    const auto deadline = services.clock.now() + tuning::DEFAULT_INPUT_TIMEOUT;
+    while (services.clock.now() < deadline) {
+        if (auto input = services.audio.defaultInput(stop))
+            return *input;
+        services.clock.sleepFor(tuning::DEFAULT_INPUT_POLL, stop);
+    }
+    throw AudioError("no microphone is connected");
 }
 
 void Microphone::open(const AudioDevice& device, const std::stop_token& stop) {

@@ -43,7 +43,7 @@ private:
     AudioDevice chooseInput(const std::stop_token& stop);
     std::string savedName() const;
     std::optional<AudioDevice> connectedInput(const std::string& name, std::stop_token stop);
-    AudioDevice defaultInput(std::stop_token stop);
+    AudioDevice defaultInput(const std::stop_token& stop);
     void open(const AudioDevice& device, const std::stop_token& stop);
     std::unique_ptr<Engine> record(const AudioDevice& device, std::stop_token stop);
     // From here on until the next sound the silence is no silence.

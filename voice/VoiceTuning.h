@@ -29,6 +29,8 @@ inline constexpr milliseconds SPEECH_START{150};
 inline constexpr milliseconds SPEECH_POLL{100};
 inline constexpr milliseconds BARGE_IN_PAUSE{200};
 inline constexpr milliseconds ROUTE_DEBOUNCE{1200};
+inline constexpr milliseconds DEFAULT_INPUT_POLL{50};
+inline constexpr milliseconds DEFAULT_INPUT_TIMEOUT{2000}; // after which no microphone is connected
 // For so long a command waits for the microphone that replaces its own.
 inline constexpr milliseconds DEAF_FOR{4000};
 inline constexpr milliseconds WATCHDOG{5000};

@@ -68,6 +68,7 @@ public:
 
     // Microphones and line inputs; a monitor of an output is no input.
     virtual std::vector<AudioDevice> inputs(std::stop_token stop) = 0;
+    // None, too, where the server's default is a monitor or not chosen yet.
     virtual std::optional<AudioDevice> defaultInput(std::stop_token stop) = 0;
     virtual std::optional<AudioDevice> defaultOutput(std::stop_token stop) = 0;
 

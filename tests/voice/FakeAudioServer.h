@@ -20,6 +20,9 @@ public:
     std::function<void(const std::string& name, double volume)> onSound = [](const std::string&,
                                                                              double) {};
 
+    // Called before the default input is told.
+    std::function<void()> onDefaultAsked = [] {};
+
     // Called while a capture is being opened.
     std::function<void()> onOpening = [] {};
 
@@ -66,6 +69,7 @@ public:
     std::vector<AudioDevice> inputs(std::stop_token) override { return answer(devices); }
 
     std::optional<AudioDevice> defaultInput(std::stop_token) override {
+        onDefaultAsked();
         for (const AudioDevice& device : answer(devices))
             if (device.id == defaultID)
                 return device;

@@ -25,6 +25,17 @@ TEST_F(VoiceLoopTest, FallsBackWhenTheSavedMicrophoneIsGone) {
     EXPECT_TRUE(logged("[mic] ⚠ saved device \"Lost one\" not found — using system default"));
 }
 
+TEST_F(VoiceLoopTest, WaitsForTheServerToChooseAnInput) {
+    const auto comesAt = clock.now() + 1500ms;
+    audio.defaultID = 0;
+    audio.onDefaultAsked = [&] {
+        if (clock.now() >= comesAt)
+            audio.defaultID = 2;
+    };
+    ASSERT_TRUE(starts());
+    EXPECT_EQ(audio.openedDevice(), "mic.two");
+}
+
 TEST_F(VoiceLoopTest, SaysWhichMicrophoneCannotBeUsed) {
     struct Case {
         std::function<void()> arrange;
@@ -44,6 +55,7 @@ TEST_F(VoiceLoopTest, SaysWhichMicrophoneCannotBeUsed) {
          },
          "The selected microphone isn't providing audio (invalid format). Pick another input in "
          "Settings."},
+        {[&] { audio.defaultID = 0; }, "Microphone start failed: no microphone is connected"},
         {[&] { audio.isDown = true; }, "Microphone start failed: the sound server does not answer"},
     };
     for (const Case& each : cases) {
